@@ -1,0 +1,46 @@
+#include "platform/CurlLibrary_linux.h"
+
+#include "platform/DynamicLibrary_linux.h"
+
+namespace qvx::platform {
+
+namespace {
+
+bool findAll(const DynamicLibrary& file, CurlLibrary& library) {
+    return file.find("curl_easy_init", library.easyInit) &&
+           file.find("curl_easy_setopt", library.easySetopt) &&
+           file.find("curl_easy_getinfo", library.easyGetinfo) &&
+           file.find("curl_easy_cleanup", library.easyCleanup) &&
+           file.find("curl_multi_init", library.multiInit) &&
+           file.find("curl_multi_add_handle", library.multiAddHandle) &&
+           file.find("curl_multi_remove_handle", library.multiRemoveHandle) &&
+           file.find("curl_multi_perform", library.multiPerform) &&
+           file.find("curl_multi_poll", library.multiPoll) &&
+           file.find("curl_multi_wakeup", library.multiWakeup) &&
+           file.find("curl_multi_info_read", library.multiInfoRead) &&
+           file.find("curl_multi_cleanup", library.multiCleanup) &&
+           file.find("curl_slist_append", library.slistAppend) &&
+           file.find("curl_slist_free_all", library.slistFreeAll);
+}
+
+const CurlLibrary* loadLibrary() {
+    auto* library = new CurlLibrary;
+    const DynamicLibrary file("libcurl.so.4");
+    decltype(&curl_global_init) globalInit = nullptr;
+    if (!file)
+        library->failure = "the library libcurl.so.4 is not installed";
+    else if (!file.find("curl_global_init", globalInit) || !findAll(file, *library))
+        library->failure = "the library libcurl.so.4 is too old";
+    else if (globalInit(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+        library->failure = "the library libcurl.so.4 cannot be initialised";
+    return library;
+}
+
+} // namespace
+
+const CurlLibrary& CurlLibrary::shared() {
+    static const CurlLibrary* const library = loadLibrary();
+    return *library;
+}
+
+} // namespace qvx::platform

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string_view>
+
+namespace qvx::platform {
+
+/// The bytes of the property list that was embedded into this program when it was built.
+std::string_view embeddedInfo();
+
+} // namespace qvx::platform

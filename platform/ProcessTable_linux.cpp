@@ -1,0 +1,27 @@
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "platform/ProcessTable.h"
+
+namespace qvx::platform {
+
+int processIdentifier() {
+    return ::getpid();
+}
+
+ProcessRecord processRecord(int identifier) {
+    const ProcessRecord gone{identifier, 1, ""};
+    std::ifstream file("/proc/" + std::to_string(identifier) + "/stat", std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    // `PID (NAME) STATE PPID ...`, proc(5); the name itself may hold blanks and brackets.
+    const size_t open = text.find('(');
+    const size_t close = text.rfind(')');
+    if (open == std::string::npos || close == std::string::npos || close < open || close + 4 >= text.size())
+        return gone;
+    return {identifier, std::atoi(text.c_str() + close + 4), text.substr(open + 1, close - open - 1)};
+}
+
+} // namespace qvx::platform

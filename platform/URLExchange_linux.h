@@ -1,0 +1,95 @@
+#pragma once
+
+#include <array>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+#include "platform/CurlLibrary_linux.h"
+#include "platform/SocketActivity_linux.h"
+#include "platform/URLError.h"
+#include "platform/URLLoader.h"
+#include "platform/URLRedirect.h"
+#include "platform/URLReplyHead.h"
+#include "platform/URLRequestBody_linux.h"
+
+namespace qvx::platform {
+
+/// Hears what an exchange has to tell, on the thread that runs it.
+class URLExchangeObserver {
+public:
+    virtual ~URLExchangeObserver() = default;
+    virtual void exchangeNeedsAuthentication(const ProtectionSpace& space) = 0;
+    virtual void exchangeDidReceiveResponse(const HTTPURLResponse& response) = 0;
+    virtual void exchangeDidReceiveData(std::string_view bytes) = 0;
+};
+
+/// Ends an exchange that another thread runs, now or as soon as it runs.
+class URLExchangeCanceller {
+public:
+    void cancel();
+    [[nodiscard]] bool isCancelled();
+
+    /// The handle that `cancel` is to wake, null when it is about to go.
+    void setHandle(CURLM* multi);
+
+private:
+    std::mutex mutex_;
+    bool cancelled_ = false;
+    CURLM* multi_ = nullptr;
+};
+
+/// One HTTP exchange with all its redirects, carried out on the calling thread by the rules of
+/// `sendSynchronousRequest`.
+class URLExchange {
+public:
+    /// All three must outlive the exchange.
+    URLExchange(const URLRequest& request, URLExchangeObserver& observer, URLExchangeCanceller& canceller);
+    ~URLExchange() { canceller_.setHandle(nullptr); }
+    URLExchange(const URLExchange&) = delete;
+    URLExchange& operator=(const URLExchange&) = delete;
+
+    /// Returns when the exchange has ended: nothing, or what it failed with. To be called once.
+    [[nodiscard]] std::optional<Error> run();
+
+private:
+    std::optional<Error> refusal() const;
+    std::optional<Error> open();
+    std::optional<Error> performHop();
+    CURLcode transfer();
+
+    void setCallbacks();
+    void setSecurity();
+    void setHop();
+    CurlList headerList() const;
+    bool sendsHeader(std::string_view name, std::string_view value) const;
+    template <class T>
+    void set(CURLoption option, T value);
+
+    bool headEnded();
+    static size_t headerCallback(char* bytes, size_t size, size_t count, void* exchange);
+    static size_t dataCallback(char* bytes, size_t size, size_t count, void* exchange);
+    static CURLcode handshakeCallback(CURL* easy, void* context, void* exchange);
+    [[nodiscard]] ProtectionSpace protectionSpace(bool serverTrust) const;
+
+    const URLRequest& request_;
+    URLExchangeObserver& observer_;
+    URLExchangeCanceller& canceller_;
+    const CurlLibrary* curl_ = nullptr;
+
+    SocketActivity activity_; // before the handles, which close their sockets through it
+    URLRequestBody body_;
+    std::array<char, CURL_ERROR_SIZE> detail_{};
+    CurlList headers_;
+    CurlMultiHandle multi_;
+    CurlHandle easy_; // after the multi handle, so that it goes first
+
+    std::optional<URLHop> hop_;
+    std::optional<URLHop> next_;          ///< where the reply that is being read redirects to
+    std::optional<URLErrorCode> failure_; ///< why a callback stopped the transfer
+    URLReplyHead head_;
+    size_t dataSize_ = 0;
+    int redirects_ = 0;
+};
+
+} // namespace qvx::platform

@@ -1,0 +1,47 @@
+#include <cstdlib>
+#include <string>
+
+#include "platform/Bundle.h"
+#include "platform/ProcessInfo.h"
+#include "platform/PropertyList.h"
+#include "platform/String.h"
+#include "platform/UserDefaults.h"
+
+namespace qvx::platform {
+
+namespace {
+
+std::string configurationDirectory() {
+    const char* configuration = std::getenv("XDG_CONFIG_HOME");
+    if (configuration && configuration[0] == '/')
+        return configuration;
+    return stringByAppendingPathComponent(homeDirectory(), ".config");
+}
+
+} // namespace
+
+std::optional<Value> userDefault(std::string_view key, int argc, const char* const* argv) {
+    const std::string option = "-" + std::string(key);
+    for (int index = 1; index + 1 < argc; ++index) {
+        if (argv[index] == option)
+            return Value(argv[index + 1]);
+    }
+    const std::string domain = Bundle::mainBundle().bundleIdentifier().value_or("");
+    const std::optional<Dictionary> defaults = dictionaryWithContentsOfFile(
+        stringByAppendingPathComponent(configurationDirectory(), domain + ".plist"));
+    const Value* value = defaults ? defaults->find(key) : nullptr;
+    return value ? std::optional(*value) : std::nullopt;
+}
+
+bool isTrue(const Value& value) {
+    if (const auto* boolean = value.get<bool>())
+        return *boolean;
+    if (const auto* number = value.get<int64_t>())
+        return *number != 0;
+    if (const auto* real = value.get<double>())
+        return *real != 0;
+    const auto* text = value.get<std::string>();
+    return text && boolValue(*text);
+}
+
+} // namespace qvx::platform

@@ -1,0 +1,85 @@
+#include "platform/Value.h"
+
+#include <algorithm>
+
+#include "platform/String.h"
+
+namespace qvx::platform {
+
+Dictionary::Dictionary(std::initializer_list<Item> items) {
+    for (const auto& [key, value] : items)
+        set(key, value);
+}
+
+void Dictionary::set(std::string_view key, Value value) {
+    const auto found =
+        std::find_if(items_.begin(), items_.end(), [&](const Item& item) { return item.first == key; });
+    if (found != items_.end())
+        found->second = std::move(value);
+    else
+        append(std::string(key), std::move(value));
+}
+
+void Dictionary::append(std::string key, Value value) {
+    items_.emplace_back(std::move(key), std::move(value));
+}
+
+const Value* Dictionary::find(std::string_view key) const {
+    const auto found =
+        std::find_if(items_.begin(), items_.end(), [&](const Item& item) { return item.first == key; });
+    return found == items_.end() ? nullptr : &found->second;
+}
+
+std::optional<std::string> Dictionary::string(std::string_view key) const {
+    const Value* value = find(key);
+    const std::string* text = value ? value->get<std::string>() : nullptr;
+    return text ? std::optional(*text) : std::nullopt;
+}
+
+int64_t Dictionary::integer(std::string_view key) const {
+    const Value* value = find(key);
+    if (!value)
+        return 0;
+    if (const auto* number = value->get<int64_t>())
+        return *number;
+    const auto* text = value->get<std::string>();
+    return text ? integerValue(*text) : 0;
+}
+
+bool Dictionary::operator==(const Dictionary& other) const {
+    return items_ == other.items_;
+}
+
+namespace {
+
+struct Describe {
+    std::string operator()(std::nullptr_t) const { return "<null>"; }
+    std::string operator()(bool value) const { return value ? "1" : "0"; }
+    std::string operator()(int64_t value) const { return std::to_string(value); }
+    std::string operator()(double value) const { return std::to_string(value); }
+    std::string operator()(const std::string& value) const { return value; }
+    std::string operator()(Date value) const { return std::to_string(value.seconds); }
+    std::string operator()(const Data& value) const {
+        return "<" + std::to_string(value.size()) + " bytes>";
+    }
+    std::string operator()(const Value::Array& values) const {
+        std::string text = "(";
+        for (const Value& value : values)
+            text += (text.size() > 1 ? ", " : "") + value.description();
+        return text + ")";
+    }
+    std::string operator()(const Dictionary& dictionary) const {
+        std::string text = "{";
+        for (const auto& [key, value] : dictionary.items())
+            text += key + " = " + value.description() + "; ";
+        return text + "}";
+    }
+};
+
+} // namespace
+
+std::string Value::description() const {
+    return std::visit(Describe{}, storage_);
+}
+
+} // namespace qvx::platform
