@@ -1,0 +1,106 @@
+#include "macho/LoadCommands.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/String.h"
+
+namespace qvx::macho {
+
+namespace {
+
+constexpr uint64_t commandHeaderSize = 8;
+
+// 0 when the magic is no Mach-O header's.
+uint64_t headerSize(std::optional<uint32_t> magic) {
+    if (magic == 0xfeedfaceU || magic == 0xcefaedfeU)
+        return 28;
+    if (magic == 0xfeedfacfU || magic == 0xcffaedfeU)
+        return 32;
+    return 0;
+}
+
+// The walk delivers no command whose own bytes cannot be read.
+ByteReader commandReader(const void* command) {
+    return {command, ByteReader(command, commandHeaderSize).read<uint32_t>(4).value_or(0)};
+}
+
+// Packed as xxxx.yy.zz, a hexadecimal digit a letter.
+std::optional<QVXMachOVersion> versionAt(const void* command, uint64_t offset) {
+    const std::optional<uint32_t> packed = commandReader(command).read<uint32_t>(offset);
+    if (!packed)
+        return std::nullopt;
+    return QVXMachOVersion{*packed >> 16, (*packed >> 8) & 0xff, *packed & 0xff};
+}
+
+} // namespace
+
+void QVXMachOSliceEnumerateLoadCommands(QVXMachOSlice* slice, const QVXMachOLoadCommandVisitor& visitor) {
+    if (slice == nullptr || !visitor || slice->startAddress == nullptr)
+        return;
+    const ByteReader image = sliceReader(*slice);
+    const uint64_t firstCommand = headerSize(image.read<uint32_t>(0));
+    if (firstCommand == 0)
+        return;
+    slice->cputype = image.read<int32_t>(4).value_or(slice->cputype);
+    slice->cpusubtype = image.read<int32_t>(8).value_or(slice->cpusubtype);
+    const uint32_t count = std::min(image.read<uint32_t>(16).value_or(0), maximumCommands);
+
+    const ByteReader commands = image.first(firstCommand + maximumCommandBytes);
+    uint64_t offset = firstCommand;
+    for (uint32_t number = 0; number < count; ++number) {
+        const std::byte* command = commands.bytes(offset, commandHeaderSize);
+        if (command == nullptr)
+            return;
+        const uint32_t cmd = commands.read<uint32_t>(offset).value_or(0);
+        const uint32_t cmdsize = commands.read<uint32_t>(offset + 4).value_or(0);
+        if (!commands.contains(offset, cmdsize))
+            return;
+        visitor(cmd, cmdsize, command);
+        offset += cmdsize;
+    }
+}
+
+const uint8_t* QVXMachOGetUUID(const void* command) {
+    return reinterpret_cast<const uint8_t*>(commandReader(command).bytes(8, 16));
+}
+
+std::optional<std::string_view> QVXMachOGetDylibPath(const void* command) {
+    const ByteReader reader = commandReader(command);
+    const std::optional<uint32_t> offset = reader.read<uint32_t>(8);
+    if (!offset || !reader.contains(*offset, 1))
+        return std::nullopt;
+    const auto* name = reinterpret_cast<const char*>(reader.bytes(*offset, 1));
+    return std::string_view(name, ::strnlen(name, reader.size() - *offset));
+}
+
+bool QVXMachOGetEncrypted(const void* command) {
+    return commandReader(command).read<uint32_t>(16).value_or(0) != 0;
+}
+
+std::optional<QVXMachOVersion> QVXMachOGetMinimumOSVersion(const void* command) {
+    return versionAt(command, 8);
+}
+
+std::optional<QVXMachOVersion> QVXMachOGetLinkedSDKVersion(const void* command) {
+    return versionAt(command, 12);
+}
+
+std::string QVXMachONormalizeUUID(const uint8_t* uuid) {
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(32);
+    for (size_t index = 0; index < 16; ++index) {
+        text += digits[uuid[index] >> 4];
+        text += digits[uuid[index] & 15];
+    }
+    return text;
+}
+
+std::optional<std::string> QVXMachOFormatVersion(const QVXMachOVersion* version) {
+    if (version == nullptr)
+        return std::nullopt;
+    return platform::format("%d.%d.%d", version->major, version->minor, version->patch);
+}
+
+} // namespace qvx::macho

@@ -1,0 +1,129 @@
+#include "macho/QVXMachOFile.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace qvx::macho {
+
+namespace {
+
+constexpr uint32_t fatMagic = 0xbebafeca;
+constexpr uint32_t fatMagicOtherOrder = 0xcafebabe;
+constexpr uint64_t fatHeaderSize = 8;
+constexpr uint64_t fatEntrySize = 20;
+
+bool isThinMagic(uint32_t magic) {
+    return magic == 0xfeedface || magic == 0xfeedfacf || magic == 0xcefaedfe || magic == 0xcffaedfe;
+}
+
+int openForReading(const char* path) {
+    for (;;) {
+        // Without O_NONBLOCK opening a FIFO waits for a writer.
+        const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        if (descriptor >= 0 || errno != EINTR)
+            return descriptor;
+    }
+}
+
+bool mapDescriptor(QVXMachOFile& file) {
+    struct stat status {};
+    if (::fstat(file.fd, &status) != 0)
+        return false;
+    file.mappedSize = static_cast<uint64_t>(status.st_size);
+    // One bit of the file type, not the whole field.
+    constexpr mode_t regularBit = 0x8000;
+    if (status.st_size < 16 || (status.st_mode & regularBit) == 0)
+        return false;
+    file.mappedFile = ::mmap(nullptr, file.mappedSize, PROT_READ, MAP_SHARED, file.fd, 0);
+    return file.mappedFile != nullptr && file.mappedFile != MAP_FAILED;
+}
+
+// The words of a fat header are swapped whichever of its two magic values was found.
+uint32_t swapped(std::optional<uint32_t> word) {
+    return __builtin_bswap32(word.value_or(0));
+}
+
+void enumerateFatEntries(const void* image, uint64_t readableSize, const QVXMachOSliceVisitor& visitor) {
+    const ByteReader reader(image, readableSize != 0 ? readableSize : UINT64_MAX);
+    const uint32_t count = std::min(swapped(reader.read<uint32_t>(4)), maximumFatEntries);
+    for (uint64_t index = 0; index < count; ++index) {
+        const uint64_t entry = fatHeaderSize + index * fatEntrySize;
+        if (!reader.contains(entry, fatEntrySize))
+            return;
+        const uint64_t offset = swapped(reader.read<uint32_t>(entry + 8));
+        const uint64_t size = swapped(reader.read<uint32_t>(entry + 12));
+        const std::byte* start = reader.bytes(offset, size);
+        if (start == nullptr || size == 0)
+            continue;
+        const QVXMachOSlice slice{
+            .startAddress = start,
+            .cputype = static_cast<int32_t>(swapped(reader.read<uint32_t>(entry))),
+            .cpusubtype = static_cast<int32_t>(swapped(reader.read<uint32_t>(entry + 4))),
+            .readableSize = readableSize != 0 ? size : 0,
+        };
+        visitor(&slice);
+    }
+}
+
+} // namespace
+
+bool QVXMachOFileInitWithPath(QVXMachOFile* file, const char* path) {
+    if (file == nullptr || path == nullptr)
+        return false;
+    *file = {.fd = 0, .mappedSize = 0, .mappedFile = nullptr};
+    file->fd = openForReading(path);
+    if (file->fd < 0)
+        return false;
+    if (mapDescriptor(*file))
+        return true;
+    ::close(file->fd);
+    return false;
+}
+
+bool QVXMachOFileInitWithCurrent(QVXMachOFile* file) {
+    const QVXMachOSlice current = QVXMachOSliceGetCurrent();
+    return QVXMachOFileInitWithPath(file, QVXMachOSliceGetExecutablePath(&current));
+}
+
+void QVXMachOFileDestroy(QVXMachOFile* file) {
+    if (file == nullptr)
+        return;
+    if (file->mappedFile != nullptr && file->mappedSize != 0)
+        ::munmap(const_cast<void*>(file->mappedFile), file->mappedSize);
+    ::close(file->fd);
+}
+
+void QVXMachOFileEnumerateSlices(const QVXMachOFile* file, const QVXMachOSliceVisitor& visitor) {
+    QVXMachOEnumerateSlicesAtAddress(file->mappedFile, visitor, file->mappedSize);
+}
+
+void QVXMachOEnumerateSlicesAtAddress(const void* image, const QVXMachOSliceVisitor& visitor,
+                                      uint64_t readableSize) {
+    QVXMachOSlice slice{.startAddress = image, .readableSize = readableSize};
+    const ByteReader reader = sliceReader(slice);
+    const uint32_t magic = reader.read<uint32_t>(0).value_or(0);
+    if (magic == fatMagic || magic == fatMagicOtherOrder)
+        return enumerateFatEntries(image, readableSize, visitor);
+    if (isThinMagic(magic)) {
+        slice.cputype = reader.read<int32_t>(4).value_or(0);
+        slice.cpusubtype = reader.read<int32_t>(8).value_or(0);
+    }
+    visitor(&slice);
+}
+
+QVXMachOSlice QVXMachOFileSliceWithArchitectureName(const QVXMachOFile* file, const char* name) {
+    QVXMachOSlice result;
+    QVXMachOFileEnumerateSlices(file, [&](const QVXMachOSlice* slice) {
+        if (std::strcmp(QVXMachOSliceGetArchitectureName(slice), name) == 0)
+            result = *slice;
+    });
+    return result;
+}
+
+} // namespace qvx::macho

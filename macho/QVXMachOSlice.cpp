@@ -1,0 +1,87 @@
+#include "macho/QVXMachOSlice.h"
+
+#include <utility>
+
+#include "macho/Sections.h"
+#include "platform/String.h"
+
+namespace qvx {
+
+namespace {
+
+constexpr uint32_t loadDylib = 0xc;
+constexpr uint32_t uuidCommand = 0x1b;
+constexpr uint32_t versionMinimumMacOSX = 0x24;
+constexpr uint32_t versionMinimumIPhoneOS = 0x25;
+
+// Memory for the names of one slice, room for thousands of real ones. Without a limit a file of a few
+// megabytes whose fat entries all name the same bytes would take a hundred times its size.
+constexpr uint64_t maximumNamesSize = 256U << 10;
+
+} // namespace
+
+std::shared_ptr<QVXMachOSlice> QVXMachOSlice::runningSlice() {
+    const macho::QVXMachOSlice current = macho::QVXMachOSliceGetCurrent();
+    return initWithSlice(&current);
+}
+
+std::shared_ptr<QVXMachOSlice> QVXMachOSlice::initWithSlice(const macho::QVXMachOSlice* slice) {
+    return slice != nullptr ? std::shared_ptr<QVXMachOSlice>(new QVXMachOSlice(*slice)) : nullptr;
+}
+
+QVXMachOSlice::QVXMachOSlice(const macho::QVXMachOSlice& slice) : slice_(slice) {
+    const uint8_t* uuid = nullptr;
+    uint64_t namesSize = 0;
+    const auto decode = [&](uint32_t cmd, uint32_t /*cmdsize*/, const void* command) {
+        switch (cmd) {
+        case versionMinimumMacOSX:
+        case versionMinimumIPhoneOS:
+            if (const auto version = macho::QVXMachOGetMinimumOSVersion(command))
+                minimumOSVersion_ = *version;
+            if (const auto version = macho::QVXMachOGetLinkedSDKVersion(command))
+                linkedSDKVersion_ = *version;
+            break;
+        case loadDylib:
+            appendDylib(command, namesSize);
+            break;
+        case uuidCommand:
+            if (const uint8_t* bytes = macho::QVXMachOGetUUID(command))
+                uuid = bytes;
+            break;
+        default:
+            break;
+        }
+    };
+    macho::QVXMachOSliceEnumerateLoadCommands(&slice_, decode);
+    if (uuid != nullptr)
+        uuidString_ = macho::QVXMachONormalizeUUID(uuid);
+}
+
+void QVXMachOSlice::appendDylib(const void* command, uint64_t& namesSize) {
+    const std::optional<std::string_view> path = macho::QVXMachOGetDylibPath(command);
+    if (!path)
+        return;
+    namesSize += sizeof(std::string) + path->size();
+    if (namesSize > maximumNamesSize)
+        return;
+    if (std::optional<std::string> name = platform::stringWithUTF8String(*path))
+        linkedDylibs_.push_back(std::move(*name));
+}
+
+std::string QVXMachOSlice::architectureName() const {
+    return macho::QVXMachOSliceGetArchitectureName(&slice_);
+}
+
+const void* QVXMachOSlice::ehFrameData() const {
+    const void* data = nullptr;
+    macho::QVXMachOSliceGetUnwindInformation(&slice_, &data, nullptr);
+    return data;
+}
+
+const void* QVXMachOSlice::unwindInfoData() const {
+    const void* data = nullptr;
+    macho::QVXMachOSliceGetUnwindInformation(&slice_, nullptr, &data);
+    return data;
+}
+
+} // namespace qvx
