@@ -1,0 +1,146 @@
+#include "QVXWebClient/QVXWebClient/QVXWebClientTransaction.h"
+
+#include "QVXWebClient/QVXWebClient/QVXWebClient.h"
+#include "platform/Assert.h"
+#include "platform/PropertyList.h"
+#include "platform/String.h"
+
+namespace qvx {
+
+namespace {
+
+constexpr const char* sourceFile = "QVXWebClient/QVXWebClient/QVXWebClientTransaction";
+
+} // namespace
+
+platform::Error QVXWebClientError(int code) {
+    return {QVXWebClientErrorDomain, code,
+            platform::format("The operation couldn’t be completed. (%@ error %i.)", QVXWebClientErrorDomain,
+                             code)};
+}
+
+QVXWebClientTransaction::QVXWebClientTransaction(std::shared_ptr<QVXWebRequest> request)
+    : request_(std::move(request)) {}
+
+std::shared_ptr<QVXWebClientTransaction>
+QVXWebClientTransaction::transactionWithRequest(std::shared_ptr<QVXWebRequest> request) {
+    return initWithRequest(std::move(request));
+}
+
+std::shared_ptr<QVXWebClientTransaction>
+QVXWebClientTransaction::initWithRequest(std::shared_ptr<QVXWebRequest> request) {
+    return std::shared_ptr<QVXWebClientTransaction>(new QVXWebClientTransaction(std::move(request)));
+}
+
+void QVXWebClientTransaction::startWithCompletionHandler(CompletionHandler handler) {
+    queue_.async([self = shared_from_this(), handler = std::move(handler)]() mutable {
+        self->completionHandler_ = std::move(handler);
+        self->startConnection();
+    });
+}
+
+void QVXWebClientTransaction::syncStartWithCompletionHandler(CompletionHandler handler) {
+    completionHandler_ = std::move(handler);
+    if (connection_)
+        platform::assertionFailed(
+            "!_connection", "-[QVXWebClientTransaction syncStartWithCompletionHandler:]", sourceFile, 155);
+    syncStartConnection();
+}
+
+void QVXWebClientTransaction::startConnection() {
+    platform::URLRequest request = request_->URLRequest();
+    if (connection_)
+        platform::assertionFailed("_connection == nil", "-[QVXWebClientTransaction startConnection]",
+                                  sourceFile, 88);
+    response_->setRequestURL(request.URL);
+    connection_ = std::make_unique<platform::URLConnection>(std::move(request), shared_from_this());
+    connection_->start();
+}
+
+void QVXWebClientTransaction::syncStartConnection() {
+    const platform::URLRequest request = request_->URLRequest();
+    response_->setRequestURL(request.URL);
+    platform::Exchange exchange = platform::sendSynchronousRequest(request);
+    response_->setError(std::move(exchange.error));
+    response_->appendData(exchange.data);
+    if (exchange.response) {
+        response_->setStatusCode(exchange.response->statusCode);
+        response_->setResponseHeaders(std::move(exchange.response->allHeaderFields));
+    }
+    complete();
+}
+
+void QVXWebClientTransaction::connectionDidReceiveResponse(const platform::HTTPURLResponse& response) {
+    queue_.async([self = shared_from_this(), response] {
+        self->response_->setStatusCode(response.statusCode);
+        self->response_->setResponseHeaders(response.allHeaderFields);
+        const std::string type = platform::headerField(response.allHeaderFields, "Content-Type").value_or("");
+        if (type.find("application/x-plist") != std::string::npos)
+            self->contentType_ = ContentType::propertyList;
+        else if (type.find("application/json") != std::string::npos)
+            self->contentType_ = ContentType::json;
+        else
+            self->contentType_ = ContentType::other;
+    });
+}
+
+void QVXWebClientTransaction::connectionDidReceiveData(const platform::Data& data) {
+    queue_.async([self = shared_from_this(), data] { self->response_->appendData(data); });
+}
+
+void QVXWebClientTransaction::connectionDidFailWithError(const std::optional<platform::Error>& error) {
+    if (!error)
+        platform::assertionFailed("error", "-[QVXWebClientTransaction connection:didFailWithError:]",
+                                  sourceFile, 239);
+    queue_.async([self = shared_from_this(), error] {
+        self->response_->setError(error);
+        self->complete();
+    });
+}
+
+void QVXWebClientTransaction::connectionDidFinishLoading() {
+    queue_.async([self = shared_from_this()] { self->complete(); });
+}
+
+bool QVXWebClientTransaction::connectionCanAuthenticateAgainstProtectionSpace(
+    const std::optional<platform::ProtectionSpace>& space) {
+    bool answer = false;
+    if (space && space->serverTrust) {
+        queue_.sync([&] {
+            if (const auto& handler = request_->protectionSpaceHandler())
+                answer = handler(*space);
+        });
+    } else {
+        connection_->cancel();
+        connectionDidFailWithError(QVXWebClientError(QVXWebClientAuthenticationImpossible));
+    }
+    return answer;
+}
+
+std::optional<platform::Value> QVXWebClientTransaction::objectFromReceivedData() {
+    const platform::Data& data = response_->responseData();
+    if (data.empty())
+        return std::nullopt;
+    if (contentType_ == ContentType::json)
+        return QVXWebClient::decodeJSON(data);
+    if (contentType_ == ContentType::propertyList) {
+        platform::Result<platform::Value> list = platform::propertyListWithData(data);
+        if (list)
+            return std::move(*list);
+        if (!response_->error())
+            response_->setError(list.error());
+        return std::nullopt;
+    }
+    return data;
+}
+
+void QVXWebClientTransaction::complete() {
+    if (!completionHandler_)
+        platform::assertionFailed("_completionHandler", "-[QVXWebClientTransaction complete]", sourceFile,
+                                  192);
+    response_->setBody(objectFromReceivedData());
+    completionHandler_(response_);
+    completionHandler_ = nullptr;
+}
+
+} // namespace qvx
