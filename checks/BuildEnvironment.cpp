@@ -1,0 +1,102 @@
+#include "checks/BuildEnvironment.h"
+
+#include "platform/FileManager.h"
+#include "platform/PropertyList.h"
+#include "shared/Diagnostics.h"
+
+namespace qvx {
+
+using platform::Environment;
+using platform::format;
+namespace FileManager = platform::FileManager;
+
+namespace {
+
+std::string infoPlistPath(const Environment& environment) {
+    return format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"), environment.value("INFOPLIST_PATH"));
+}
+
+void verifyRequiredSettings(const Environment& environment) {
+    for (const char* name :
+         {"BUILT_PRODUCTS_DIR", "INFOPLIST_PATH", "DWARF_DSYM_FILE_NAME", "DWARF_DSYM_FOLDER_PATH"}) {
+        if (environment.value(name).value_or("").empty())
+            failWithTitleAndReason("Failed to Detect Build Environment",
+                                   format("%@ value not found in environment", name));
+    }
+}
+
+void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arguments) {
+    const std::optional<std::string> fileName = environment.value("DWARF_DSYM_FILE_NAME");
+    const std::string path = format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), fileName);
+    if (FileManager::fileExistsAtPath(path) || arguments.contains("no-warn-missing-dsym"))
+        return;
+    const std::string reason = format(
+        "DEBUG_INFORMATION_FORMAT should be set to dwarf-with-dsym for all configurations. This could also be "
+        "a timing issue, make sure the Vendra run script build phase is the last build phase and no other "
+        "scripts have moved the dSYM from the location Xcode generated it. Unable to process %@ at path %@\n"
+        "Make sure your project build settings are generating a dSYM file.\n\n",
+        fileName, path);
+    QVXLogXcodeWarning("%@", reason);
+}
+
+} // namespace
+
+void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet& arguments) {
+    verifyRequiredSettings(environment);
+    const std::string path = infoPlistPath(environment);
+    if (!FileManager::fileExistsAtPath(path))
+        failWithTitleAndReason(
+            "Info.plist Error",
+            format("Unable to process Info.plist at path %@\nThis could be a timing issue, make sure the Vendra "
+                   "run script build phase is the last build phase and no other scripts have moved %@ from the "
+                   "location Xcode generated it.",
+                   path, environment.value("WRAPPER_NAME")));
+    verifyInfoPlistValuesAtPath(path);
+    warnAboutMissingDSYM(environment, arguments);
+}
+
+void verifyInfoPlistValuesAtPath(std::string_view path) {
+    const std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
+    if (!info || info->string("CFBundleIdentifier").value_or("").empty())
+        failWithTitleAndReason("Required Info.plist Value Not Found",
+                               format("A CFBundleIdentifier value in your Info.plist is required. Please confirm "
+                                      "this value is present in %@ \n\n",
+                                      path));
+}
+
+platform::Dictionary infoPlistDictionary(const Environment& environment) {
+    const std::string path = infoPlistPath(environment);
+    std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
+    if (!info)
+        failWithTitleAndReason("Failed to Load File",
+                               format("Could not load Info.plist contents at path %@", path));
+    return *std::move(info);
+}
+
+void computePathToFramework(const Environment& environment) {
+    const std::optional<std::string> sourceRoot = environment.value("SRCROOT");
+    const std::string current = FileManager::currentDirectoryPath();
+    if (debugMode) {
+        QVXLog("Src root %@", sourceRoot);
+        QVXLog("Current directory path %@", current);
+    }
+    if (sourceRoot == current)
+        return;
+    const std::string currentResolved = FileManager::stringByResolvingSymlinksInPath(current);
+    if (debugMode)
+        QVXLog("Current directory path resolved %@", currentResolved);
+    if (sourceRoot == currentResolved)
+        return;
+    std::optional<std::string> sourceRootResolved;
+    if (sourceRoot)
+        sourceRootResolved = FileManager::stringByResolvingSymlinksInPath(*sourceRoot);
+    if (debugMode)
+        QVXLog("Src root resolved %@", sourceRootResolved);
+    if (sourceRootResolved == currentResolved)
+        return;
+    failWithTitleAndReason("Use a Target Run Script Build Phase",
+                           "Make sure the Vendra command is added to your project Target and not the scheme "
+                           "'Post-actions'.\n\nThen, Build your project to continue.\n\n(Quorvex error 602)");
+}
+
+} // namespace qvx

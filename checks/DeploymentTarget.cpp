@@ -1,0 +1,71 @@
+#include "checks/DeploymentTarget.h"
+
+#include <algorithm>
+
+#include "shared/Diagnostics.h"
+
+namespace qvx {
+
+using platform::Environment;
+using platform::format;
+
+namespace {
+
+constexpr int minimumIOSMajor = 6;
+constexpr int minimumOSXMajor = 10;
+constexpr int minimumOSXMinor = 7;
+
+std::shared_ptr<QVXMachOBinary> openExecutable(const Environment& environment) {
+    const std::string path =
+        format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"), environment.value("EXECUTABLE_PATH"));
+    // The path is taken for a URL as it stands, so one that is no legal URL text opens nothing.
+    const std::optional<platform::URL> url = platform::URL::initWithString(path);
+    return url ? QVXMachOBinary::initWithURL(*url) : nullptr;
+}
+
+[[noreturn]] void failAsUnsupported(const Environment& environment, bool isIOS) {
+    const std::optional<std::string> product = environment.value("PRODUCT_NAME");
+    if (isIOS)
+        failWithTitleAndReason("Unsupported iOS Version",
+                               format("We have detected that this build of %@ uses an unsupported OS Deployment "
+                                      "Target. Vendra is only compatible with iOS %d.0 and greater. To use "
+                                      "Vendra, you'll have to adjust your project's iOS Deployment Target.\n\n",
+                                      product, minimumIOSMajor));
+    failWithTitleAndReason("Unsupported OS X Version",
+                           format("We have detected that this build of %@ uses an unsupported OS Deployment "
+                                  "Target. Vendra is only compatible with OS X 10.%d and greater. To use Vendra, "
+                                  "you'll have to adjust your project's Mac OS X Deployment Target.\n\n",
+                                  product, minimumOSXMinor));
+}
+
+} // namespace
+
+std::shared_ptr<QVXMachOBinary> checkDeploymentTarget(const Environment& environment) {
+    const std::shared_ptr<QVXMachOBinary> executable = openExecutable(environment);
+    if (!executable)
+        return nullptr;
+    const bool isIOS = environment.value("TARGETED_DEVICE_FAMILY").has_value();
+    const auto& slices = executable->slices();
+    const bool unsupported = std::any_of(slices.begin(), slices.end(), [&](const auto& slice) {
+        const macho::QVXMachOVersion& version = slice->minimumOSVersion();
+        return isIOS ? iOSDeploymentTargetIsUnsupported(version, environment)
+                     : OSXDeploymentTargetIsUnsupported(version);
+    });
+    if (unsupported)
+        failAsUnsupported(environment, isIOS);
+    return executable;
+}
+
+bool iOSDeploymentTargetIsUnsupported(const macho::QVXMachOVersion& minimumVersion,
+                                      const Environment& environment) {
+    if (minimumVersion.major != 0)
+        return minimumVersion.major < minimumIOSMajor;
+    return platform::integerValue(environment.value("IPHONEOS_DEPLOYMENT_TARGET").value_or("")) <
+           minimumIOSMajor;
+}
+
+bool OSXDeploymentTargetIsUnsupported(const macho::QVXMachOVersion& minimumVersion) {
+    return minimumVersion.major < minimumOSXMajor || minimumVersion.minor < minimumOSXMinor;
+}
+
+} // namespace qvx

@@ -1,0 +1,76 @@
+#include "checks/Host.h"
+
+#include <algorithm>
+
+#include "platform/Applications.h"
+#include "platform/ProcessTable.h"
+#include "platform/PropertyList.h"
+#include "shared/Diagnostics.h"
+
+namespace qvx {
+
+namespace {
+
+std::optional<platform::Applications::Handler> desktopApp() {
+    return platform::Applications::applicationForURL(*platform::URL::initWithString("quorvex://xcode?"));
+}
+
+} // namespace
+
+bool isProcessNameInHierarchy(std::string_view name) {
+    std::vector<std::string> names;
+    int identifier = platform::processIdentifier();
+    while (true) {
+        const platform::ProcessRecord record = platform::processRecord(identifier);
+        names.push_back(record.commandName);
+        if (record.identifier < 2)
+            break;
+        identifier = record.parentIdentifier;
+    }
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool isXcodeInProcessHierarchy() {
+    const bool found = isProcessNameInHierarchy("Xcode");
+    if (debugMode)
+        QVXLog("Run script build phase called from Xcode.app %i", found);
+    return found;
+}
+
+bool isBotsDaemonInProcessHierarchy() {
+    const bool found = isProcessNameInHierarchy("xcsbuildd");
+    if (debugMode)
+        QVXLog("Run script build phase called from Xcode Bots %i", found);
+    return found;
+}
+
+bool isQuorvexInstalled() {
+    const auto application = desktopApp();
+    if (debugMode && application)
+        QVXLog("Install path %@", application->bundle);
+    return application.has_value();
+}
+
+bool isQuorvexBuildPlistCompatible() {
+    const auto application = desktopApp();
+    if (!application || !application->bundle)
+        return false;
+    const auto url =
+        platform::URL::initWithString(platform::format("%@Contents/Info.plist", *application->bundle));
+    const std::optional<std::string> path = url ? url->path() : std::nullopt;
+    const auto info = path ? platform::dictionaryWithContentsOfFile(*path) : std::nullopt;
+    return info && info->integer("CFBundleVersion") > 202;
+}
+
+std::vector<std::string> searchPathsToArray(std::string_view setting) {
+    std::vector<std::string> pieces{""};
+    for (const char character : setting) {
+        if (character == ' ')
+            pieces.emplace_back();
+        else if (character != '"')
+            pieces.back() += character;
+    }
+    return pieces;
+}
+
+} // namespace qvx

@@ -1,0 +1,88 @@
+#include "shared/Categories/NSTask+Convenience.h"
+
+#include <memory>
+#include <new>
+
+#include "platform/Assert.h"
+#include "platform/String.h"
+#include "platform/Task.h"
+
+namespace qvx::NSTask {
+
+namespace {
+
+void check(bool holds, const char* condition, unsigned line) {
+    if (!holds)
+        platform::assertionFailed(
+            condition,
+            "+[NSTask(Convenience) launchWithPath:workingDirectory:arguments:environment:completion:]",
+            "shared/Categories/NSTask+Convenience", line);
+}
+
+} // namespace
+
+void launchWithPath(std::string_view path, const std::optional<std::string>& workingDirectory,
+                    const Arguments& arguments, const Variables& environment, const Completion& completion) {
+    const std::unique_ptr<platform::Task> task(new (std::nothrow) platform::Task);
+    check(task != nullptr, "task", 28);
+    std::optional<platform::Pipe> stdoutPipe = platform::Pipe::pipe();
+    const std::optional<platform::Pipe> stdinPipe = platform::Pipe::pipe();
+    std::optional<platform::Pipe> stderrPipe = platform::Pipe::pipe();
+    check(stdoutPipe && stdinPipe && stderrPipe, "stdoutPipe && stdinPipe && stderrPipe", 29);
+
+    if (workingDirectory)
+        task->setCurrentDirectoryPath(*workingDirectory);
+    task->setLaunchPath(std::string(path));
+    task->setArguments(arguments.value_or(std::vector<std::string>()));
+    if (environment)
+        task->setEnvironment(*environment);
+    task->setStandardDescriptors(stdinPipe->reading.get(), stdoutPipe->writing.get(),
+                                 stderrPipe->writing.get());
+    task->launch();
+    stdoutPipe->writing.reset(); // or reading would wait for this process's own end
+    stderrPipe->writing.reset();
+    task->waitUntilExit();
+
+    const platform::Data standardError = platform::readDataToEndOfFile(stderrPipe->reading);
+    const platform::Data standardOutput = platform::readDataToEndOfFile(stdoutPipe->reading);
+    completion(standardError, standardOutput, task->terminationStatus());
+}
+
+void launchWithPath(std::string_view path, const std::optional<std::string>& workingDirectory,
+                    const Arguments& arguments, const Completion& completion) {
+    launchWithPath(path, workingDirectory, arguments, std::nullopt, completion);
+}
+
+std::optional<std::string> stderrWithLaunchPath(std::string_view path, const Arguments& arguments) {
+    std::optional<std::string> text;
+    launchWithPath(path, std::nullopt, arguments,
+                   [&](const platform::Data& standardError, const platform::Data&, int32_t) {
+                       text = platform::stringWithUTF8String(standardError.string());
+                   });
+    return text;
+}
+
+std::optional<std::string> stdoutWithLaunchPath(std::string_view path, const Arguments& arguments) {
+    std::optional<std::string> text;
+    launchWithPath(path, std::nullopt, arguments,
+                   [&](const platform::Data&, const platform::Data& standardOutput, int32_t) {
+                       text = platform::stringWithUTF8String(standardOutput.string());
+                   });
+    return text;
+}
+
+bool runTaskWithLaunchPath(std::string_view path, const std::optional<std::string>& currentDirectoryPath,
+                           const Arguments& arguments) {
+    bool succeeded = false;
+    launchWithPath(path, currentDirectoryPath, arguments,
+                   [&](const platform::Data&, const platform::Data&, int32_t status) {
+                       succeeded = status == 0;
+                   });
+    return succeeded;
+}
+
+bool runTaskWithLaunchPath(std::string_view path, const Arguments& arguments) {
+    return runTaskWithLaunchPath(path, std::nullopt, arguments);
+}
+
+} // namespace qvx::NSTask

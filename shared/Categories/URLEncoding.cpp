@@ -1,0 +1,13 @@
+#include "shared/Categories/URLEncoding.h"
+
+#include "platform/URL.h"
+
+namespace qvx {
+
+std::string urlEncode(std::string_view text) {
+    // The second pass leaves the escapes that the first one made alone.
+    return platform::createStringByAddingPercentEscapes(platform::stringByAddingPercentEscapes(text), "%",
+                                                        "!*'\"();:@&=+$,/?#[] ");
+}
+
+} // namespace qvx

@@ -1,0 +1,26 @@
+#include "shared/Diagnostics.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace qvx {
+
+bool debugMode = false;
+
+void logText(std::string_view text) {
+    std::fputs(std::string(text).c_str(), stdout);
+}
+
+void QVXLogXcodeWarningAtPathNonVariadic(const std::optional<std::string>& path, uint64_t line,
+                                         std::string_view message) {
+    const std::string location =
+        path && !path->empty() ? platform::format("%@:%tu: ", *path, line) : std::string();
+    logText(platform::format("%swarning: %s\n", location, message));
+}
+
+void failWithTitleAndReason(std::string_view title, std::string_view reason) {
+    QVXLog("error: Vendra: %@\n\n%@", title, reason);
+    std::exit(1);
+}
+
+} // namespace qvx
