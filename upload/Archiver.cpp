@@ -1,0 +1,32 @@
+#include "upload/Archiver.h"
+
+#include "platform/Bundle.h"
+#include "platform/FileManager.h"
+#include "platform/String.h"
+#include "shared/Categories/NSTask+Convenience.h"
+
+namespace qvx {
+
+namespace FileManager = platform::FileManager;
+
+std::optional<std::string> archiverPath() {
+    const std::string own =
+        platform::stringByAppendingPathComponent(platform::Bundle::mainBundle().bundlePath(), "ditto");
+    for (const std::string& path : {std::string("/usr/bin/ditto"), own}) {
+        if (FileManager::fileExistsAtPath(path))
+            return path;
+    }
+    return std::nullopt;
+}
+
+bool makeArchive(std::string_view archiver, std::string_view source, std::string_view destination) {
+    const std::vector<std::string> arguments{"-c", "-k", "--keepParent", std::string(source),
+                                             std::string(destination)};
+    if (NSTask::runTaskWithLaunchPath(archiver, arguments))
+        return true;
+    // An archiver that was killed leaves a piece that nobody can use.
+    static_cast<void>(FileManager::removeFileAtPath(destination));
+    return false;
+}
+
+} // namespace qvx

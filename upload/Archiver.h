@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qvx {
+
+/// The program that makes zips: the system's, else the one in the tool's own bundle folder; absent when
+/// neither exists.
+std::optional<std::string> archiverPath();
+
+/// Packs the folder at `source` into the zip `destination`, whose top entry is the folder itself; false, with
+/// nothing left at `destination`, when that fails.
+[[nodiscard]] bool makeArchive(std::string_view archiver, std::string_view source,
+                               std::string_view destination);
+
+} // namespace qvx

@@ -1,0 +1,124 @@
+#include "upload/DSYMUpload.h"
+
+#include <cstdlib>
+
+#include "QVXWebClient/QVXWebClient/QVXWebClient.h"
+#include "checks/BuildEnvironment.h"
+#include "platform/Bundle.h"
+#include "platform/FileManager.h"
+#include "platform/Termination.h"
+#include "shared/Diagnostics.h"
+#include "shared/ServiceAddresses.h"
+#include "upload/Archiver.h"
+#include "upload/Service.h"
+
+namespace qvx {
+
+using platform::Environment;
+using platform::format;
+
+namespace {
+
+std::shared_ptr<QVXWebRequest> makeUpload(const Environment& environment, std::string_view apiKey) {
+    const platform::Dictionary info = infoPlistDictionary(environment);
+    const std::shared_ptr<QVXWebRequest> request = QVXWebRequest::requestWithMethod(
+        "POST", format("/api/v3/platforms/%@/code_mappings", getAppPlatform(environment)));
+    addClientHeaders(*request, apiKey);
+    request->addValueForFormField(info.string("CFBundleIdentifier"), "project[identifier]");
+    // Crossed on purpose: the service has always taken the two versions this way round.
+    request->addValueForFormField(info.string("CFBundleVersion"), "project[display_version]");
+    request->addValueForFormField(info.string("CFBundleShortVersionString"), "project[build_version]");
+    request->addValueForFormField(environment.value("CONFIGURATION"), "code_mapping[build_configuration]");
+    request->addValueForFormField("dsym", "code_mapping[type]");
+    request->addValueForFormField(platform::Bundle::mainBundle().infoDictionary().string("CFBundleVersion"),
+                                  "com_quorvex_run_version");
+    return request;
+}
+
+/// Adds one pair of fields per slice; the result has a line for each.
+std::string addExecutables(QVXWebRequest& request, const std::shared_ptr<QVXMachOBinary>& appBinary) {
+    std::string uuidLog;
+    if (!appBinary)
+        return uuidLog;
+    appBinary->enumerateUUIDs([&](const std::optional<std::string>& uuid, const std::string& architecture) {
+        if (!uuid) {
+            QVXLog("Unable to extract uuid-architecture pairs from binary %@", appBinary->path());
+            return;
+        }
+        uuidLog += format("UUID:%@ Slice:%@\n", uuid, architecture);
+        request.addValueForFormField(uuid, "code_mapping[executables][][identifier]");
+        request.addValueForFormField(architecture, "code_mapping[executables][][arch]");
+    });
+    return uuidLog;
+}
+
+void zipDSYM(const Environment& environment, std::string_view dSYMPath, std::string_view zipPath) {
+    const std::optional<std::string> archiver = archiverPath();
+    if (!archiver) {
+        QVXLog("ditto tool unavailable at path %@\n\n", "/usr/bin/ditto");
+        std::exit(1);
+    }
+    if (!makeArchive(*archiver, dSYMPath, zipPath)) {
+        QVXLog("Compression of %@ failed, unable to upload.\n\n", environment.value("DWARF_DSYM_FILE_NAME"));
+        std::exit(1);
+    }
+}
+
+void attachZip(QVXWebRequest& request, std::string_view dSYMPath, std::string_view zipPath,
+               std::string_view zipName) {
+    const platform::Result<platform::Data> zip = platform::Data::withContentsOfFile(zipPath);
+    if (!zip)
+        failWithTitleAndReason("Failed to Load File", format("%@ data could not be loaded", dSYMPath));
+    request.addData(*zip, "application/zip", std::string(zipName), "code_mapping[file]");
+    if (debugMode)
+        QVXLog("Uploading dSYM at path %@", dSYMPath);
+}
+
+void removeZip(std::string_view zipPath) {
+    if (const auto error = platform::FileManager::removeFileAtPath(zipPath))
+        QVXLog("Could not delete zipped dSYM at path %@ %@", zipPath, error);
+}
+
+/// Logs what the service answered; true when it took the upload.
+bool judge(const QVXWebResponse& response, const std::optional<std::string>& fileName,
+           std::string_view uuidLog, bool lastAttempt) {
+    const uint64_t status = response.statusCode();
+    if (status >= 200 && status < 301) {
+        QVXLog("%@ uploaded statusCode %i\n%@", fileName, status, uuidLog);
+        return true;
+    }
+    if (!lastAttempt)
+        return false;
+    if (response.error())
+        QVXLog("%@ could not be uploaded statusCode %i %@\n%@", fileName, status, response.error(), uuidLog);
+    else
+        QVXLog("%@ could not be uploaded statusCode %i\n%@", fileName, status, uuidLog);
+    return false;
+}
+
+} // namespace
+
+bool uploadDSYM(const Environment& environment, const std::shared_ptr<QVXMachOBinary>& appBinary,
+                std::string_view apiKey, std::string_view /*buildSecret*/, bool lastAttempt) {
+    const std::shared_ptr<QVXWebRequest> request = makeUpload(environment, apiKey);
+    const std::string uuidLog = addExecutables(*request, appBinary);
+
+    const std::optional<std::string> folder = environment.value("DWARF_DSYM_FOLDER_PATH");
+    const std::optional<std::string> fileName = environment.value("DWARF_DSYM_FILE_NAME");
+    const std::string dSYMPath = format("%@/%@", folder, fileName);
+    const std::string zipName = platform::globallyUniqueString() + ".zip";
+    const std::string zipPath = format("%@/%@", folder, zipName);
+    const platform::Termination::RemovedFile guard(zipPath);
+    zipDSYM(environment, dSYMPath, zipPath);
+    attachZip(*request, dSYMPath, zipPath, zipName);
+
+    const auto client = QVXWebClient::initWithURL(*platform::URL::initWithString(codeMappingUploadBaseURL));
+    bool uploaded = false;
+    client->syncStartRequest(request, [&](const std::shared_ptr<QVXWebResponse>& response) {
+        removeZip(zipPath);
+        uploaded = judge(*response, fileName, uuidLog, lastAttempt);
+    });
+    return uploaded;
+}
+
+} // namespace qvx

@@ -1,0 +1,55 @@
+#include "upload/Service.h"
+
+#include <cstdlib>
+
+#include "platform/Bundle.h"
+#include "platform/PropertyList.h"
+#include "shared/Diagnostics.h"
+#include "shared/ServiceAddresses.h"
+
+namespace qvx {
+
+using platform::Environment;
+
+namespace {
+
+constexpr const char* developerToken = "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90";
+
+} // namespace
+
+std::string endpoint(const Environment& environment) {
+    const std::string path =
+        platform::stringByAppendingPathComponent(environment.value("BUILT_PRODUCTS_DIR").value_or(""),
+                                                 environment.value("INFOPLIST_PATH").value_or(""));
+    const std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
+    const std::optional<std::string> configured = info ? info->string("QuorvexAPIEndpoint") : std::nullopt;
+    return configured.value_or(apiBaseURL);
+}
+
+std::string getAppPlatform(const Environment& environment) {
+    const std::string name = environment.value("PLATFORM_NAME").value_or("");
+    if (name.empty()) {
+        QVXLog("Failure determining project platform.");
+        std::exit(1);
+    }
+    if (platform::equalsIgnoringCase(name, "macosx"))
+        return "mac";
+    if (platform::equalsIgnoringCase(name, "iphoneos") ||
+        platform::equalsIgnoringCase(name, "iphonesimulator"))
+        return "ios";
+    return "unknown";
+}
+
+void addClientHeaders(QVXWebRequest& request, std::string_view apiKey) {
+    const platform::Bundle& tool = platform::Bundle::mainBundle();
+    const auto version = tool.infoDictionary().string("CFBundleShortVersionString");
+    request.addValueForHTTPHeaderField(std::string(apiKey), "X-Quorvex-API-Key");
+    request.addValueForHTTPHeaderField(developerToken, "X-Quorvex-Developer-Token");
+    request.addValueForHTTPHeaderField(tool.bundleIdentifier(), "X-Quorvex-API-Client-Id");
+    request.addValueForHTTPHeaderField(platform::format("run/%@", version), "User-Agent");
+    request.addValueForHTTPHeaderField(tool.infoDictionary().string("CFBundleVersion"),
+                                       "X-Quorvex-API-Client-Build-Version");
+    request.addValueForHTTPHeaderField(version, "X-Quorvex-API-Client-Display-Version");
+}
+
+} // namespace qvx
