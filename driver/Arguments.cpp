@@ -1,0 +1,35 @@
+#include "driver/Arguments.h"
+
+#include <cstring>
+
+#include "platform/String.h"
+
+namespace qvx {
+
+using platform::stringWithUTF8String;
+
+ArgumentSet argsToSet(int argc, const char* const* argv) {
+    ArgumentSet set;
+    for (int index = 0; index < argc; ++index) {
+        if (const std::optional<std::string> word = stringWithUTF8String(argv[index]))
+            set.insert(platform::lowercaseString(*word));
+    }
+    return set;
+}
+
+std::optional<std::string> apiKeyFromArgument(const char* argument) {
+    constexpr size_t apiKeyLength = 40;
+    std::optional<std::string> key = stringWithUTF8String(argument);
+    if (!key || platform::lengthInUTF16(*key) != apiKeyLength)
+        return std::nullopt;
+    return key;
+}
+
+std::string buildSecretFromArguments(int argc, const char* const* argv) {
+    constexpr size_t buildSecretLength = 64;
+    if (argc < 3 || std::strlen(argv[2]) != buildSecretLength)
+        return "";
+    return stringWithUTF8String(argv[2]).value_or("");
+}
+
+} // namespace qvx

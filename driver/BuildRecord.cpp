@@ -1,0 +1,58 @@
+#include "driver/BuildRecord.h"
+
+#include "platform/Bundle.h"
+#include "platform/PropertyList.h"
+#include "platform/String.h"
+
+namespace qvx {
+
+using platform::Dictionary;
+using platform::Environment;
+using platform::Value;
+
+namespace {
+
+void copySetting(Dictionary& record, const Environment& environment, const char* name) {
+    if (const std::optional<std::string> value = environment.value(name))
+        record.append(name, *value);
+}
+
+void copyInfoPlistValues(Dictionary& record, const Environment& environment) {
+    const std::string path =
+        platform::stringByAppendingPathComponent(environment.value("BUILT_PRODUCTS_DIR").value_or(""),
+                                                 environment.value("INFOPLIST_PATH").value_or(""));
+    const Dictionary info = platform::dictionaryWithContentsOfFile(path).value_or(Dictionary());
+    for (const char* key : {"CFBundleShortVersionString", "CFBundleVersion", "CFBundleDisplayName",
+                            "CFBundleName", "CFBundleIdentifier"}) {
+        if (const Value* value = info.find(key))
+            record.append(key, *value);
+    }
+}
+
+Dictionary dictionaryOf(const Environment& environment) {
+    Dictionary dictionary;
+    for (const auto& [name, value] : environment.variables())
+        dictionary.append(name, value);
+    return dictionary;
+}
+
+} // namespace
+
+Dictionary buildRecord(const Environment& environment, std::string_view apiKey,
+                       const std::vector<std::string>& dSYMs) {
+    const platform::Bundle& tool = platform::Bundle::mainBundle();
+    Dictionary record;
+    for (const char* name : {"PLATFORM_NAME", "PROJECT_FILE_PATH", "CONFIGURATION", "XCODE_VERSION_ACTUAL",
+                             "CODE_SIGN_IDENTITY", "SDKROOT"})
+        copySetting(record, environment, name);
+    record.append("QUORVEX_FRAMEWORK_PATH", tool.bundlePath());
+    record.append("QUORVEX_API_KEY", apiKey);
+    record.append("QUORVEX_RUN_VERSION", tool.infoDictionary().string("CFBundleVersion").value_or(""));
+    copySetting(record, environment, "PROVISIONING_PROFILE");
+    record.append("dSYMs", Value::Array(dSYMs.begin(), dSYMs.end()));
+    copyInfoPlistValues(record, environment);
+    record.append("Runner_Environment_Dictionary", dictionaryOf(environment));
+    return record;
+}
+
+} // namespace qvx

@@ -1,0 +1,44 @@
+#include <cstring>
+#include <string>
+
+#include "driver/Arguments.h"
+#include "driver/RunFlow.h"
+#include "platform/Bundle.h"
+#include "platform/Log.h"
+#include "platform/Task.h"
+#include "platform/Termination.h"
+#include "platform/UserDefaults.h"
+#include "shared/Diagnostics.h"
+
+namespace {
+
+void setDebugMode(int argc, const char* const* argv) {
+    const auto debug = qvx::platform::userDefault("debug", argc, argv);
+    if (debug && qvx::platform::isTrue(*debug))
+        qvx::debugMode = true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    qvx::platform::reportUncaughtExceptions();
+    qvx::platform::Termination::installHandlers();
+    qvx::platform::NSLog(
+        "Vendra.framework/run %@",
+        qvx::platform::Bundle::mainBundle().infoDictionary().string("CFBundleShortVersionString"));
+    if (argc < 2)
+        qvx::failWithTitleAndReason(
+            "Configuration Issue",
+            "Vendra API key not set. Your Vendra run script build phase should contain your API key:\n"
+            "./Vendra.framework/run YOUR_API_KEY YOUR_BUILD_SECRET\n\n");
+    const qvx::ArgumentSet arguments = qvx::argsToSet(argc, argv);
+    setDebugMode(argc, argv);
+    const std::optional<std::string> apiKey = qvx::apiKeyFromArgument(argv[1]);
+    if (!apiKey)
+        qvx::failWithTitleAndReason(
+            "Configuration Issue",
+            "Venrda API key not valid. Your Vendra run script build phase should contain your API key:\n"
+            "./Vendra.framework/run YOUR_API_KEY YOUR_BUILD_SECRET\n\n");
+    const std::string buildSecret = qvx::buildSecretFromArguments(argc, argv);
+    return qvx::runFlow(*apiKey, buildSecret, arguments);
+}
