@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace qvx::test {
+
+using Bytes = std::vector<uint8_t>;
+
+enum class Texture { Zeros, Text, Records, Noise, Mixed };
+
+/// The same bytes for the same arguments.
+inline Bytes makeData(Texture texture, size_t size, uint32_t seed = 1) {
+    static const std::string kText = "the quick brown fox jumps over a lazy dog while nobody looks; ";
+    std::mt19937 random(seed);
+    Bytes data(size);
+    for (size_t i = 0; i < size; ++i) {
+        const Texture here = texture == Texture::Mixed ? static_cast<Texture>(i / 70'000 % 4) : texture;
+        switch (here) {
+        case Texture::Zeros:
+            break;
+        case Texture::Text:
+            data[i] = static_cast<uint8_t>(kText[(i + (random() % 16 == 0)) % kText.size()]);
+            break;
+        case Texture::Records:
+            data[i] = static_cast<uint8_t>(i % 8 < 5 ? i % 8 : random() % 50);
+            break;
+        default:
+            data[i] = static_cast<uint8_t>(random());
+        }
+    }
+    return data;
+}
+
+} // namespace qvx::test

@@ -1,0 +1,333 @@
+"""Runs the archiver on real trees and has its archives read by other people's programs.
+
+The environment variable DITTO is the path of the program.
+"""
+
+import contextlib
+import os
+import random
+import resource
+import shutil
+import signal
+import stat
+import subprocess
+import tempfile
+import time
+import unittest
+import zipfile
+
+DITTO = os.path.abspath(os.environ["DITTO"])
+BLOCK = 2 << 20
+ZONE_SECONDS = 19800
+ENVIRONMENT = dict(os.environ, TZ="XST-5:30", LC_ALL="C.UTF-8")
+UTF8_FLAG = 0x800
+
+
+def raw_name(info):
+    return info.filename.encode("utf-8" if info.flag_bits & UTF8_FLAG else "cp437")
+
+
+def noise(size):
+    return random.Random(size).randbytes(size)
+
+
+def limit(kind, value):
+    return lambda: resource.setrlimit(kind, (value, value))
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="archive_test.")
+        # Some of these trees are too deep for shutil.rmtree.
+        self.addCleanup(subprocess.run, ["rm", "-rf", self.folder], check=True)
+        self.source = self.path("App.dSYM")
+        self.zip = self.path("out.zip")
+
+    def path(self, *names):
+        return os.path.join(self.folder, *names)
+
+    def write(self, name, content=b""):
+        path = os.path.join(os.fsencode(self.source), os.fsencode(name))
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
+            file.write(content)
+        return path
+
+    def ditto(self, source=None, destination=None, program=DITTO, **options):
+        command = [program, "-c", "-k", "--keepParent", source or self.source, destination or self.zip]
+        return subprocess.run(command, capture_output=True, env=ENVIRONMENT, **options)
+
+    def archive(self, *arguments, **options):
+        """Runs the program, which must work and be quiet, and returns the archive's entries by raw name."""
+        done = self.ditto(*arguments, **options)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+        with zipfile.ZipFile(self.zip) as archive:
+            return {raw_name(info): info for info in archive.infolist()}
+
+    def assert_fails(self, done, message):
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertEqual(os.fsdecode(done.stderr), f"ditto: {message}\n")
+
+    def assert_readers_agree(self):
+        """Every reader checks every CRC; the piped one sees only what precedes each entry's content."""
+        for command in (["unzip", "-tq", self.zip], ["7z", "t", "-bso0", self.zip], ["bsdtar", "-tf", self.zip]):
+            done = subprocess.run(command, capture_output=True, env=ENVIRONMENT)
+            self.assertEqual(done.returncode, 0, (command, done.stdout, done.stderr))
+        with open(self.zip, "rb") as archive:
+            pipe = subprocess.Popen(["cat"], stdin=archive, stdout=subprocess.PIPE)
+            done = subprocess.run(["bsdtar", "-xOf", "-"], stdin=pipe.stdout, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.PIPE, env=ENVIRONMENT)
+            pipe.stdout.close()
+            pipe.wait()
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        with zipfile.ZipFile(self.zip) as archive:
+            self.assertIsNone(archive.testzip())
+
+
+class Contents(Case):
+    FILES = {
+        b"empty": b"",
+        b"one": b"x",
+        b"script.sh": b"#!/bin/sh\n" * 50,
+        b"a/b": b"under a folder whose name starts a file's",
+        b"a.txt": b"text " * 10_000,
+        b"block-1": (b"0123456789" * BLOCK)[: BLOCK - 1],
+        b"block": (b"0123456789" * BLOCK)[:BLOCK],
+        b"block+1": (b"0123456789" * BLOCK)[: BLOCK + 1],
+        b"noise": noise(3 * BLOCK + 12_345),
+        b"small noise": noise(5_000),
+        "größe/日本.txt".encode(): b"text",
+        b"latin-\xe9\xff": b"text",
+        b"\xed\xa0\x80 surrogate": b"text",
+        b"new\nline": b"text",
+    }
+    LINKS = {
+        b"link": b"a.txt",
+        b"leaving": b"/../../etc/passwd",
+        b"circle": b"circle",
+        b"up": b"..",
+        b"dangling\xff": b"no/such\xff",
+    }
+    TIMES = {b"one": 1_600_000_001, b"empty": 5, b"a/b": 4_000_000_000, b"a/": 1_500_000_000}
+
+    def setUp(self):
+        super().setUp()
+        for name, content in self.FILES.items():
+            os.chmod(self.write(name, content), 0o640)
+        root = os.fsencode(self.source)
+        os.chmod(os.path.join(root, b"script.sh"), 0o4755)
+        os.mkdir(os.path.join(root, b"empty folder"), 0o711)
+        for name, text in self.LINKS.items():
+            os.symlink(text, os.path.join(root, name))
+        for name, seconds in self.TIMES.items():
+            os.utime(os.path.join(root, name), (seconds, seconds))
+
+    def test_tree_reads_back(self):
+        entries = self.archive(self.source + "//")
+        names = list(entries)
+        top = b"App.dSYM/"
+        folders = [b"", b"a/", b"empty folder/", "größe/".encode()]
+        self.assertEqual(names, sorted(top + name for name in [*self.FILES, *self.LINKS, *folders]))
+        with zipfile.ZipFile(self.zip) as archive:
+            for name, info in entries.items():
+                path = os.path.join(os.fsencode(self.folder), name)
+                with self.subTest(name=name):
+                    content = archive.read(info)
+                    status = os.lstat(path)
+                    self.assertEqual(info.external_attr >> 16, status.st_mode)
+                    self.assertEqual(bool(info.external_attr & 0x10), stat.S_ISDIR(status.st_mode))
+                    key = name[len(top):]
+                    self.assertEqual(content, self.FILES.get(key, self.LINKS.get(key, b"")))
+                    self.assertEqual(bool(info.flag_bits & UTF8_FLAG), "größe".encode() in name)
+                    local = max(time.gmtime(status.st_mtime + ZONE_SECONDS)[:6], (1980, 1, 1, 0, 0, 0))
+                    self.assertEqual(info.date_time, local[:5] + (local[5] // 2 * 2,))
+                    self.assertLessEqual(info.compress_size, info.file_size + info.file_size // 10_000)
+        self.assertEqual(entries[top + b"small noise"].compress_type, zipfile.ZIP_STORED)
+        self.assert_readers_agree()
+
+    def test_extracted_tree_is_the_same(self):
+        self.archive()
+        out = self.path("out")
+        os.mkdir(out)
+        subprocess.run(["bsdtar", "-xpf", self.zip, "-C", out], check=True, env=ENVIRONMENT)
+        compare = subprocess.run(["diff", "-r", "--no-dereference", self.source, os.path.join(out, "App.dSYM")],
+                                 capture_output=True)
+        self.assertEqual((compare.returncode, compare.stdout), (0, b""))
+        for name in (b"one", b"empty", b"a/", b"script.sh", b"empty folder"):
+            was, now = (os.lstat(os.path.join(os.fsencode(place), b"App.dSYM", name)) for place in (self.folder, out))
+            self.assertEqual((int(was.st_mtime), was.st_mode), (int(now.st_mtime), now.st_mode), name)
+
+    def test_names_of_the_top_entry(self):
+        os.symlink(os.path.join(self.source, "a"), self.path("to folder"))
+        for source, cwd, expected in [
+            (".", os.path.join(self.source, "a"), [b"a/", b"a/b"]),
+            ("a/.", self.source, [b"a/", b"a/b"]),
+            ("a.txt", self.source, [b"a.txt"]),
+            ("to folder", self.folder, [b"to folder/", b"to folder/b"]),
+        ]:
+            with self.subTest(source=source):
+                self.assertEqual(list(self.archive(source, cwd=cwd)), expected)
+                self.assert_readers_agree()
+
+    def test_destination_may_lie_in_the_source_and_is_replaced(self):
+        self.zip = os.path.join(self.source, "z.zip")
+        os.symlink("a.txt", self.zip)
+        before = set(os.listdir(os.path.join(self.source)))
+        self.assertEqual(len([name for name in self.archive() if b"partial" in name]), 0)
+        self.assertEqual(set(os.listdir(self.source)), before)
+        self.assertTrue(stat.S_ISREG(os.lstat(self.zip).st_mode))
+        self.assertEqual(os.path.getsize(os.path.join(self.source, "a.txt")), 50_000)
+
+
+class Extents(Case):
+    def test_more_entries_than_16_bits_count(self):
+        os.makedirs(self.source)
+        folder = os.open(self.source, os.O_RDONLY)
+        self.addCleanup(os.close, folder)
+        for i in range(66_000):
+            os.close(os.open(f"{i:05}", os.O_CREAT | os.O_WRONLY, dir_fd=folder))
+        self.write("00007", b"content")
+        entries = self.archive()
+        self.assertEqual(len(entries), 66_001)
+        self.assertEqual(entries[b"App.dSYM/00007"].file_size, 7)
+        self.assert_readers_agree()
+
+    def test_tree_deeper_than_paths_and_descriptors(self):
+        levels = 2_500
+        os.mkdir(self.source)
+        folder = os.open(self.source, os.O_RDONLY)
+        for _ in range(levels):
+            os.mkdir("d", dir_fd=folder)
+            inner = os.open("d", os.O_RDONLY, dir_fd=folder)
+            os.close(folder)
+            folder = inner
+        os.close(os.open("bottom", os.O_CREAT | os.O_WRONLY, dir_fd=folder))
+        os.close(folder)
+        self.write("e", b"after the way back up")
+        entries = self.archive(preexec_fn=limit(resource.RLIMIT_NOFILE, 64))
+        self.assertEqual(len(entries), levels + 3)
+        self.assertIn(b"App.dSYM/" + b"d/" * levels + b"bottom", entries)
+
+    def test_name_that_no_archive_can_hold(self):
+        os.mkdir(self.source)
+        folder = os.open(self.source, os.O_RDONLY)
+        for _ in range(262):
+            os.mkdir("d" * 250, dir_fd=folder)
+            inner = os.open("d" * 250, os.O_RDONLY, dir_fd=folder)
+            os.close(folder)
+            folder = inner
+        os.close(folder)
+        done = self.ditto()
+        self.assertEqual(done.returncode, 1)
+        self.assertTrue(done.stderr.endswith(b": File name too long\n"))
+
+
+class Failures(Case):
+    def setUp(self):
+        super().setUp()
+        self.noise = os.fsdecode(self.write("a noise", noise(BLOCK)))
+
+    def assert_nothing_written(self):
+        self.assertEqual(sorted(os.listdir(self.folder)), ["App.dSYM"])
+
+    def test_usage(self):
+        good = ["-c", "-k", "--keepParent", self.source, self.zip]
+        for arguments in ([], good[:4], good + ["x"], ["-k", "-c", *good[2:]], ["-c", "-k", "--keepparent", *good[3:]]):
+            with self.subTest(arguments=arguments):
+                done = subprocess.run([DITTO, *arguments], capture_output=True)
+                self.assertEqual((done.returncode, done.stdout), (64, b""))
+                self.assertEqual(done.stderr, b"usage: ditto -c -k --keepParent SOURCE DESTINATION\n")
+        self.assert_nothing_written()
+
+    def test_paths_that_do_not_do(self):
+        file = self.noise
+        for source, destination, message in [
+            (self.path("none"), None, f"{self.path('none')}: No such file or directory"),
+            (self.path("two\nlines"), None, f"{self.path('two?lines')}: No such file or directory"),
+            (file + "/", None, f"{file}/: Not a directory"),
+            ("/dev/null", None, "/dev/null: Not a folder or file"),
+            ("/", None, "/: Has no name of its own"),
+            (None, self.path("none", "x.zip"), f"{self.path('none', 'x.zip')}: No such file or directory"),
+            (None, file + "/x.zip", f"{file}/x.zip: Not a directory"),
+            (None, self.source, f"{self.source}: Is not a regular file"),
+            (None, "/dev/null", "/dev/null: Is not a regular file"),
+            (None, "/proc/x.zip", "/proc/x.zip: No such file or directory"),
+        ]:
+            with self.subTest(source=source, destination=destination):
+                self.assert_fails(self.ditto(source, destination), message)
+        self.assert_nothing_written()
+
+    def test_special_files_are_refused_unopened(self):
+        path = os.path.join(self.source, "special")
+        for kind in (stat.S_IFIFO, stat.S_IFSOCK):
+            os.mknod(path, kind | 0o644)
+            self.assert_fails(self.ditto(), f"{path}: Not a folder, file or symbolic link")
+            os.unlink(path)
+        self.assert_nothing_written()
+
+    def test_what_may_not_be_read_or_written(self):
+        # Root may do everything, so it has somebody else run a copy that everybody can reach.
+        user = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
+        program = shutil.copy(DITTO, self.path("ditto"))
+        for path, mode, denied in [
+            (self.folder, 0o555, self.zip),
+            (os.fsdecode(self.write("secret", b"x")), 0, None),
+            (self.source, 0, None),
+        ]:
+            with self.subTest(path=path):
+                os.chmod(self.folder, 0o777)
+                before = os.stat(path).st_mode
+                os.chmod(path, mode)
+                done = self.ditto(program=program, **user)
+                os.chmod(path, before)
+                self.assert_fails(done, f"{denied or path}: Permission denied")
+        os.unlink(program)
+        self.assert_nothing_written()
+
+    def test_full_disk_leaves_what_was_there(self):
+        self.write("more noise", noise(2 * BLOCK))
+        full = limit(resource.RLIMIT_FSIZE, BLOCK + 5_000)
+        self.assert_fails(self.ditto(preexec_fn=full), f"{self.zip}: File too large")
+        self.assert_nothing_written()
+        with open(self.zip, "w", encoding="ascii") as file:
+            file.write("precious")
+        self.assert_fails(self.ditto(preexec_fn=full), f"{self.zip}: File too large")
+        with open(self.zip, encoding="ascii") as file:
+            self.assertEqual(file.read(), "precious")
+        os.unlink(self.zip)
+        self.assert_nothing_written()
+
+    @contextlib.contextmanager
+    def at_work_on_endless_file(self):
+        """The program while it reads a sparse file that would take it hours."""
+        endless = self.write("endless")
+        os.truncate(endless, 1 << 40)
+        with subprocess.Popen([DITTO, "-c", "-k", "--keepParent", self.source, self.zip],
+                              stderr=subprocess.PIPE) as process:
+            try:
+                # The noise comes first and is written when the pipeline is full of what follows it.
+                while not any(file.stat().st_size >= BLOCK for file in os.scandir(self.folder)):
+                    self.assertIsNone(process.poll())
+                    time.sleep(0.001)
+                yield process, endless
+            finally:
+                process.kill()
+
+    def test_signals_remove_the_partial_archive(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(signal=number), self.at_work_on_endless_file() as (process, _):
+                process.send_signal(number)
+                self.assertEqual(process.wait(), -number)
+                self.assert_nothing_written()
+
+    def test_file_that_shrinks(self):
+        with self.at_work_on_endless_file() as (process, endless):
+            os.truncate(endless, 5)
+            message = f"ditto: {os.fsdecode(endless)}: Became shorter while it was read\n"
+            self.assertEqual(process.communicate()[1].decode(), message)
+            self.assertEqual(process.returncode, 1)
+        self.assert_nothing_written()
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,204 @@
+"""The direct road: what arrives at the service, what its answers make of a run, the archiver, the artifact."""
+
+import io
+import os
+import plistlib
+import signal
+import unittest
+import zipfile
+from pathlib import Path
+
+from support import API_HOST, API_KEY, BUILD_SECRET, UPLOAD_HOST, EndToEndTest, behaviours, failure, framework
+
+IDENTITY = [
+    ("X-Quorvex-API-Key", API_KEY), ("X-Quorvex-Developer-Token", "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90"),
+    ("X-Quorvex-API-Client-Id", "com.quorvex.run"), ("User-Agent", "run/1.3.18"),
+    ("X-Quorvex-API-Client-Build-Version", "150"), ("X-Quorvex-API-Client-Display-Version", "1.3.18")]
+UNIQUE_ZIP = r"^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}-[0-9A-Za-z-]+\.zip$"
+
+
+def text_part(name: str, value: str) -> bytes:
+    return (f'--AaB03x\r\nContent-Disposition: form-data; name="{name}"\r\nContent-Type: text/plain\r\n\r\n'
+            f"{value}\r\n").encode()
+
+
+def zip_part(name: str, content: bytes) -> bytes:
+    head = (f'--AaB03x\r\nContent-Disposition: form-data; name="code_mapping[file]"; filename="{name}"\r\n'
+            "Content-Type: application/zip\r\nContent-Transfer-Encoding: binary\r\n\r\n")
+    return head.encode() + content + b"\r\n"
+
+
+class ExchangeTest(EndToEndTest):
+    def test_the_report_and_the_upload_byte_for_byte(self):
+        record, kept = self.folder / "arguments", self.folder / "kept.zip"
+        self.copy_framework(f'printf "%s\\n" "$@" > {record}; {framework()}/ditto "$@" && cp "$5" {kept}')
+        self.assert_run(self.run_tool(API_KEY, BUILD_SECRET), 0, self.uploaded())
+        *words, zip_path = record.read_text().splitlines()
+        self.assertEqual(["-c", "-k", "--keepParent", str(self.app.dsym)], words)
+        self.assertEqual(self.app.products, Path(zip_path).parent)
+        self.assertRegex(Path(zip_path).name, UNIQUE_ZIP)
+        pairs = [(line.split()[0][5:], line.split()[1][6:]) for line in self.uuid_log.splitlines()]
+        parts = {
+            API_HOST: [text_part("app_name", "Sample App"), text_part("tool_details", "build server")],
+            UPLOAD_HOST: [
+                text_part("project[identifier]", "com.example.sample"),
+                text_part("project[display_version]", "241"), text_part("project[build_version]", "2.4.1"),
+                text_part("code_mapping[build_configuration]", "Debug"),
+                text_part("code_mapping[type]", "dsym"),
+                text_part("com_quorvex_run_version", "150"),
+                *(text_part("code_mapping[executables][][identifier]", uuid)
+                  + text_part("code_mapping[executables][][arch]", name) for uuid, name in pairs),
+                zip_part(Path(zip_path).name, kept.read_bytes())]}
+        lines = {API_HOST: ("/spi/v1/platforms/ios/apps/com.example.sample/built",
+                            [("X-Quorvex-Build-Secret", BUILD_SECRET)]),
+                 UPLOAD_HOST: ("/api/v3/platforms/ios/code_mappings", [])}
+        self.assertEqual([API_HOST, UPLOAD_HOST], [exchange.host for exchange in self.service.exchanges])
+        for exchange in self.service.exchanges:
+            path, secret = lines[exchange.host]
+            body = b"MIME-Version: 1.0\r\n" + b"".join(parts[exchange.host]) + b"--AaB03x--\r\n"
+            self.assertEqual(("POST", path), (exchange.method, exchange.path))
+            self.assertEqual(body, exchange.body.bytes())
+            # Which encodings it decodes is the HTTP library's to say.
+            self.assertEqual([
+                ("Host", exchange.host), *IDENTITY, *secret,
+                ("Accept", "application/json, application/x-plist"),
+                ("Content-Type", "multipart/form-data; boundary=AaB03x"), ("Content-Length", str(len(body)))],
+                [header for header in exchange.headers if header[0] != "Accept-Encoding"])
+        self.assert_zip_is_the_dsym(kept.read_bytes())
+        self.assert_no_zip_left()
+
+    def assert_zip_is_the_dsym(self, content: bytes):
+        with zipfile.ZipFile(io.BytesIO(content)) as archive:
+            held = {name: archive.read(name) for name in archive.namelist()}
+        wanted = {f"{path.relative_to(self.app.products)}{'/' if path.is_dir() else ''}":
+                  b"" if path.is_dir() else path.read_bytes()
+                  for path in (self.app.dsym, *self.app.dsym.rglob("*"))}
+        self.assertEqual(wanted, held)
+
+    def test_values_that_are_no_text_leave_their_fields_out(self):
+        self.app.info_plist.write_bytes(plistlib.dumps({
+            "CFBundleIdentifier": "com.example.Ä b", "CFBundleDisplayName": 7, "CFBundleVersion": ["1"],
+            "CFBundleShortVersionString": "2\r\n%@", "QuorvexAPIEndpoint": "https://elsewhere.example"},
+            fmt=plistlib.FMT_BINARY))
+        del self.settings["CONFIGURATION"], self.settings["EXECUTABLE_PATH"]
+        report = 'Could not be onboarded statusCode 0 Error Domain=NSURLErrorDomain Code=-1000 "bad URL"'
+        self.assert_run(self.run_tool(), 0, report + self.uploaded(uuid_log=""))
+        *texts, _ = self.exchanges(UPLOAD_HOST)[0].fields
+        self.assertEqual([("project[identifier]", "com.example.Ä b"), ("project[build_version]", "2\r\n%@"),
+                          ("code_mapping[type]", "dsym"), ("com_quorvex_run_version", "150")],
+                         [(field.name, field.text) for field in texts])
+
+    def test_the_endpoint_of_the_app_redirects_neither(self):
+        info = plistlib.loads(self.app.info_plist.read_bytes())
+        info["QuorvexAPIEndpoint"] = "https://elsewhere.example"
+        self.app.info_plist.write_bytes(plistlib.dumps(info))
+        self.assert_run(self.run_tool(), 0, self.uploaded())
+        self.assertEqual([f"{API_HOST}:443", f"{UPLOAD_HOST}:443"],
+                         [request.target for request in self.service.proxy_requests])
+
+    def test_the_platform_word(self):
+        for name, word in [("macosx", "mac"), ("MacOSX", "mac"), ("iPhoneSimulator", "ios"),
+                           ("appletvos", "unknown"), ("iphoneos ", "unknown")]:
+            with self.subTest(name):
+                settings = self.settings | {"PLATFORM_NAME": name}
+                self.assert_run(self.run_tool(settings=settings), 0, self.uploaded())
+                self.assertEqual([f"/spi/v1/platforms/{word}/apps/com.example.sample/built",
+                                  f"/api/v3/platforms/{word}/code_mappings"],
+                                 [exchange.path for exchange in self.service.exchanges[-2:]])
+        count = len(self.service.proxy_requests)
+        without = {key: value for key, value in self.settings.items() if key != "PLATFORM_NAME"}
+        for settings in (without, without | {"PLATFORM_NAME": ""}):
+            self.assert_run(self.run_tool(settings=settings), 1, "Failure determining project platform.")
+        self.assertEqual(count, len(self.service.proxy_requests))
+
+    def test_which_statuses_are_taken(self):
+        for status in (200, 201, 202, 204, 300, 500):
+            with self.subTest(report=status):
+                self.service.answer(behaviours.reply(status), host=API_HOST)
+                line = "" if status in (200, 201) else f"Could not be onboarded statusCode {status}"
+                self.assert_run(self.run_tool(), 0, line + self.uploaded())
+        self.service.answer(behaviours.reply(201), host=API_HOST)
+        for status in (200, 204, 299, 300, 301, 304, 400, 599):
+            taken = status < 301
+            with self.subTest(upload=status):
+                before = len(self.exchanges(UPLOAD_HOST))
+                self.service.answer(behaviours.reply(status), host=UPLOAD_HOST)
+                text = f"Sample.app.dSYM could not be uploaded statusCode {status}\n{self.uuid_log}"
+                text = self.uploaded(status) if taken else text
+                self.assert_run(self.run_tool(), 0 if taken else 1, text)
+                self.assertEqual(1 if taken else 2, len(self.exchanges(UPLOAD_HOST)) - before)
+        self.assert_no_zip_left()
+
+    def test_a_first_failure_is_silent_and_the_second_upload_has_a_new_zip(self):
+        self.service.answer(behaviours.reply(503), behaviours.reply(202), host=UPLOAD_HOST)
+        self.assert_run(self.run_tool(), 0, self.uploaded(202))
+        names = [exchange.field("code_mapping[file]").file_name for exchange in self.exchanges(UPLOAD_HOST)]
+        self.assertEqual((2, 2, 1), (len(names), len(set(names)), len(self.exchanges(API_HOST))))
+        self.assert_no_zip_left()
+
+
+class SliceWithoutUUIDTest(EndToEndTest):
+    app_options = {"platform": "mac", "slices": {"i386": "10.7", "x86_64": "10.9"}}
+
+    def test_it_is_told_at_each_attempt_and_left_out(self):
+        self.service.answer(behaviours.reply(500), host=UPLOAD_HOST)
+        unnamed = f"Unable to extract uuid-architecture pairs from binary {self.app.executable}"
+        refused = f"Sample.app.dSYM could not be uploaded statusCode 500\n{self.uuid_log}"
+        self.assert_run(self.run_tool(), 1, 2 * unnamed + refused)
+        names = [field.name for field in self.exchanges(UPLOAD_HOST)[0].fields]
+        self.assertEqual(1, names.count("code_mapping[executables][][identifier]"))
+
+
+@unittest.skipIf(os.path.exists("/usr/bin/ditto"), "the machine has an archiver of its own")
+class ArchiverTest(EndToEndTest):
+    def test_an_archiver_that_fails(self):
+        rows = [(None, "ditto tool unavailable at path /usr/bin/ditto\n\n"),
+                ('echo half > "$5"; exit 3', self.compression_failed()),
+                ('echo half > "$5"; kill -KILL $$', self.compression_failed()),
+                ("exit 0", failure("Failed to Load File", f"{self.app.dsym} data could not be loaded"))]
+        for script, text in rows:
+            with self.subTest(script):
+                self.copy_framework(script)
+                self.assert_run(self.run_tool(), 1, text)
+                self.assert_no_zip_left()
+        self.assertEqual([], self.exchanges(UPLOAD_HOST))
+
+    def test_an_archiver_that_cannot_be_started_ends_the_process(self):
+        self.copy_framework("exit 0")
+        archiver = self.framework / "ditto"
+        archiver.chmod(0o644)
+        self.assert_run(self.run_tool(), -signal.SIGABRT, "", (
+            "*** Terminating app due to uncaught exception 'NSInvalidArgumentException', reason: "
+            f"'launch path not accessible: {archiver}: Permission denied'",))
+
+
+class ArtifactTest(EndToEndTest):
+    def test_it_is_written_when_asked_for(self):
+        named = self.folder / "named %@.plist"
+        usual = self.app.products / "quorvex.plist"
+        rows = [("YES", named, named), ("true", named, named), (" 1x", None, usual), ("YES", None, usual),
+                ("NO", None, None), ("0", named, None), ("on", None, None)]
+        for switch, path, written in rows:
+            with self.subTest(switch, path=path):
+                for old in (named, usual):
+                    old.unlink(missing_ok=True)
+                settings = self.settings | {"QUORVEX_CREATE_ARTIFACT": switch}
+                settings |= {"QUORVEX_ARTIFACT_PATH": str(path)} if path else {}
+                self.assert_run(self.run_tool(settings=settings, umask=0), 0, self.uploaded())
+                self.assertEqual([written is named, written is usual], [named.exists(), usual.exists()])
+                if written:
+                    self.assertEqual({"QuorvexAPIKey": API_KEY}, plistlib.loads(written.read_bytes()))
+                    self.assertEqual(0o600, written.stat().st_mode & 0o777)
+        self.assertEqual([], list(self.folder.glob("named*")), "half-written files")
+
+    def test_what_cannot_be_written_is_told_and_the_run_goes_on(self):
+        for path in (self.folder / "no/%@.plist", self.folder / "build"):
+            with self.subTest(path):
+                self.settings |= {"QUORVEX_CREATE_ARTIFACT": "YES", "QUORVEX_ARTIFACT_PATH": str(path)}
+                self.assert_run(self.run_tool(), 0,
+                                f"Failed to write data to artifact path {path}\n\n" + self.uploaded())
+        self.assertEqual([], list(self.folder.glob("build.*")))
+
+
+if __name__ == "__main__":
+    unittest.main()

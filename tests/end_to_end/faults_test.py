@@ -1,0 +1,201 @@
+"""Disks, signals, the archiver and the dSYM at fault: nothing is left behind and nothing hangs."""
+
+import errno
+import io
+import os
+import resource
+import signal
+import subprocess
+import threading
+import unittest
+import zipfile
+from pathlib import Path
+
+from support import (
+    API_HOST, API_KEY, UNPRIVILEGED, UPLOAD_HOST, EndToEndTest, behaviours, finish, framework, posix_error, wait_for)
+
+ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+MANY_FILES = 70_000  # more than the count of a zip without the 64-bit extension can tell
+
+
+def is_alive(process: int) -> bool:
+    return Path(f"/proc/{process}").exists()
+
+
+def state(process: int) -> str:
+    return Path(f"/proc/{process}/stat").read_text().rpartition(") ")[2][0]
+
+
+class DiskTest(EndToEndTest):
+    def test_no_room_for_the_zip(self):
+        (self.app.dsym / "large").write_bytes(os.urandom(200_000))
+        disk = self.folder / "small"
+        through = self.small_disk(disk)
+        self.settings["DWARF_DSYM_FOLDER_PATH"] = str(disk)
+        self.assert_run(self.run_tool(API_KEY, through=through), 1, self.compression_failed())
+        self.assertEqual(f"{self.app.dsym.name}\n", disk.with_name("small.listing").read_text())
+
+    def test_a_zip_beyond_the_size_that_a_file_may_have(self):
+        limit = (1024, 1024)
+        result = self.run_tool(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit))
+        self.assert_run(result, 1, self.compression_failed())
+        self.assert_no_zip_left()
+
+    def test_a_folder_that_takes_no_zip(self):
+        self.app.products.chmod(0o500)
+        self.addCleanup(self.app.products.chmod, 0o700)
+        self.assert_run(self.run_tool(API_KEY, through=UNPRIVILEGED), 1, self.compression_failed())
+
+    def test_a_zip_that_vanishes_or_cannot_be_deleted(self):
+        self.addCleanup(self.app.products.chmod, 0o700)
+        for change, code in [(lambda zip_path: zip_path.unlink(), errno.ENOENT),
+                             (lambda zip_path: zip_path.parent.chmod(0o500), errno.EACCES)]:
+            with self.subTest(code):
+                found = []
+
+                def behave(connection, exchange, change=change, found=found):
+                    found.extend(self.app.products.glob("*.zip"))
+                    change(found[-1])
+                    behaviours.reply(201)(connection, exchange)
+
+                self.service.answer(behave, host=UPLOAD_HOST)
+                result = self.run_tool(API_KEY, through=UNPRIVILEGED)
+                self.assert_run(result, 0, f"Could not delete zipped dSYM at path {found[-1]} "
+                                f"{posix_error(code, found[-1])}{self.uploaded()}")
+
+    def test_an_artifact_is_never_half_written(self):
+        path = self.folder / "artifact.plist"
+        path.write_text("old")
+
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
+
+        self.settings |= {"QUORVEX_CREATE_ARTIFACT": "YES", "QUORVEX_ARTIFACT_PATH": str(path)}
+        self.assert_run(self.run_tool(preexec_fn=limit), 1,
+                        f"Failed to write data to artifact path {path}\n\n" + self.compression_failed())
+        self.assertEqual([("artifact.plist", "old")],
+                         [(file.name, file.read_text()) for file in self.folder.glob("artifact*")])
+
+
+class SignalTest(EndToEndTest):
+    def start_zipping(self, then: str) -> tuple[subprocess.Popen, int]:
+        """The tool and its archiver, which has made half a zip and goes on as told."""
+        note = self.folder / "archiver"
+        self.copy_framework(f'echo half > "$5"; echo $$ > {note}.new; mv {note}.new {note}; {then}')
+        child = self.start_tool(API_KEY)
+        process = int(wait_for(lambda: note.exists() and note.read_text()))
+        note.unlink()
+        self.assertEqual(1, len(list(self.app.products.glob("*.zip"))))
+        return child, process
+
+    def assert_ended_by(self, number: int, child: subprocess.Popen):
+        self.assert_run(finish(child), -number, "")
+        self.assert_no_zip_left()
+
+    def test_signals_while_zipping(self):
+        for number in ENDING:
+            with self.subTest(number):
+                child, archiver = self.start_zipping("exec sleep 1000")
+                child.send_signal(number)
+                self.assert_ended_by(number, child)
+                self.assertFalse(is_alive(archiver))
+
+    def test_an_archiver_that_is_stopped_ends_as_well(self):
+        child, archiver = self.start_zipping("kill -STOP $$")
+        wait_for(lambda: state(archiver) == "T")
+        child.send_signal(signal.SIGTERM)
+        self.assert_ended_by(signal.SIGTERM, child)
+        self.assertFalse(is_alive(archiver))
+
+    def test_signals_while_reporting_and_uploading(self):
+        for host in (API_HOST, UPLOAD_HOST):
+            for number in ENDING:
+                with self.subTest(host, number=number):
+                    self.service.exchanges.clear()
+                    self.service.answer(behaviours.reply(201))
+                    self.service.answer(behaviours.stall, host=host)
+                    child = self.start_tool(API_KEY)
+                    wait_for(lambda host=host: any(exchange.complete for exchange in self.exchanges(host)))
+                    child.send_signal(number)
+                    self.assert_ended_by(number, child)
+
+    def test_a_signal_that_the_parent_ignores_stays_ignored(self):
+        sent = threading.Event()
+
+        def behave(connection, exchange):
+            connection.read_body(exchange.body, exchange.length)
+            sent.wait()
+            behaviours.reply(201)(connection, exchange)
+
+        self.service.answer(behave, host=UPLOAD_HOST)
+        child = self.start_tool(API_KEY, preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        try:
+            wait_for(lambda: any(exchange.complete for exchange in self.exchanges(UPLOAD_HOST)))
+            child.send_signal(signal.SIGHUP)
+        finally:
+            sent.set()
+        self.assert_run(finish(child), 0, self.uploaded())
+
+    def test_a_reader_that_left_changes_no_status(self):
+        note = self.folder / "ignored"
+        self.copy_framework(f'grep SigIgn /proc/self/status > {note}\nexec {framework()}/ditto "$@"')
+        for answer, status in [(201, 0), (500, 1)]:
+            with self.subTest(answer):
+                self.service.answer(behaviours.reply(answer))
+                reading, writing = os.pipe()
+                os.close(reading)
+                child = self.start_tool(API_KEY, "-debug", "YES", stdout=writing, stderr=writing)
+                os.close(writing)
+                self.assertEqual(status, finish(child).status)
+                ignored = int(note.read_text().split()[1], 16)
+                self.assertEqual(0, ignored & 1 << signal.SIGPIPE - 1, "the archiver ignores it too")
+
+
+class DSYMTest(EndToEndTest):
+    def zip_of_a_run(self) -> zipfile.ZipFile:
+        self.service.exchanges.clear()
+        self.assert_run(self.run_tool(), 0, self.uploaded())
+        self.assert_no_zip_left()
+        upload, = self.exchanges(UPLOAD_HOST)
+        return zipfile.ZipFile(io.BytesIO(upload.field("code_mapping[file]").value))
+
+    def test_links_that_lead_out_or_in_circles_and_deep_folders(self):
+        links = {"circle": "circle", "parent": "..", "outside": "/etc", "nowhere": "no/where"}
+        for name, target in links.items():
+            (self.app.dsym / name).symlink_to(target)
+        # Too deep for one path of the system's.
+        folder = os.open(self.app.dsym, os.O_RDONLY)
+        names = []
+        for level in range(40):
+            names.append(f"{level:03d}" + 100 * "x")
+            os.mkdir(names[-1], dir_fd=folder)
+            deeper = os.open(names[-1], os.O_RDONLY, dir_fd=folder)
+            os.close(folder)
+            folder = deeper
+        os.close(folder)
+        with self.zip_of_a_run() as archive:
+            self.assertEqual(links, {Path(entry.filename).name: archive.read(entry).decode()
+                                     for entry in archive.infolist() if entry.external_attr >> 28 == 0o12})
+            self.assertIn("/".join([self.app.dsym.name, *names]) + "/", archive.namelist())
+
+    def test_many_files(self):
+        folder = self.app.dsym / "many"
+        folder.mkdir()
+        for number in range(MANY_FILES):
+            os.close(os.open(folder / str(number), os.O_CREAT | os.O_WRONLY, 0o600))
+        with self.zip_of_a_run() as archive:
+            names = {name.rpartition("/many/")[2] for name in archive.namelist() if "/many/" in name}
+            self.assertEqual({"", *map(str, range(MANY_FILES))}, names)
+
+    def test_two_runs_at_once(self):
+        children = [self.start_tool(API_KEY) for _ in range(4)]
+        for child in children:
+            self.assert_run(finish(child), 0, self.uploaded())
+        names = {exchange.field("code_mapping[file]").file_name for exchange in self.exchanges(UPLOAD_HOST)}
+        self.assertEqual(len(children), len(names))
+        self.assert_no_zip_left()
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,242 @@
+"""The hand-off road: which builds take it, what the desktop app is given, and what is left for it."""
+
+import errno
+import hashlib
+import os
+import plistlib
+import re
+import shutil
+import unittest
+from pathlib import Path
+from urllib.parse import quote
+
+from desktop_app import HandOffTest
+from support import API_KEY, UNPRIVILEGED, posix_error, tree
+
+API_BASE_URL = "https://api.quorvex.example"
+UUID = r"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"
+COPIED = ("PLATFORM_NAME", "PROJECT_FILE_PATH", "CONFIGURATION", "XCODE_VERSION_ACTUAL", "CODE_SIGN_IDENTITY",
+          "SDKROOT")
+INFO_KEYS = ("CFBundleShortVersionString", "CFBundleVersion", "CFBundleDisplayName", "CFBundleName",
+             "CFBundleIdentifier")
+LEGACY = ("BUILT_PRODUCTS_DIR", "PRODUCT_NAME", "WRAPPER_NAME", "DWARF_DSYM_FOLDER_PATH",
+          "DWARF_DSYM_FILE_NAME", "PLATFORM_NAME", "PROJECT_FILE_PATH", "INFOPLIST_PATH", "CONFIGURATION",
+          "SDKROOT")
+NEW = {"CFBundleVersion": "203"}
+OLD = {"CFBundleVersion": "202"}
+
+
+def cache_root(caches: Path, endpoint: str) -> Path:
+    return caches / "com.quorvex.mac" / hashlib.md5(endpoint.encode()).hexdigest() / "builds"
+
+
+class RecordTest(HandOffTest):
+    def build_folders(self) -> list[Path]:
+        root = cache_root(Path(self.settings["XDG_CACHE_HOME"]), API_BASE_URL)
+        return sorted(root.iterdir()) if root.exists() else []
+
+    def record_of(self, folder: Path) -> dict:
+        """What the record of a build must be."""
+        info = plistlib.loads(self.app.info_plist.read_bytes())
+        record = {key: self.settings.get(key) for key in COPIED}
+        record |= {"QUORVEX_FRAMEWORK_PATH": str(self.framework), "QUORVEX_API_KEY": API_KEY,
+                   "QUORVEX_RUN_VERSION": "150",
+                   "PROVISIONING_PROFILE": self.settings.get("PROVISIONING_PROFILE"),
+                   "dSYMs": sorted(str(folder / path.name) for path in self.app.products.glob("*.dSYM"))}
+        record |= {key: info.get(key) for key in INFO_KEYS} | {"Runner_Environment_Dictionary": self.settings}
+        return {key: value for key, value in record.items() if value is not None}
+
+    def test_the_record_and_the_dsyms(self):
+        shutil.copytree(self.app.dsym, self.app.products / "Ext ä.appex.dSYM")
+        (self.app.products / "Ext ä.appex.dSYM/empty").mkdir(mode=0o750)
+        (self.app.products / "Ext ä.appex.dSYM/circle").symlink_to("../circle")
+        (self.app.products / "lower.DSYM").mkdir()
+        self.settings["XDG_CACHE_HOME"] = str(self.folder / "a b&ä=%+")
+        contents = self.register(info=NEW)
+        for missing in ((), ("SDKROOT", "XCODE_VERSION_ACTUAL", "PROVISIONING_PROFILE")):
+            for name in missing:
+                del self.settings[name]
+            before = set(self.build_folders())
+            self.assert_run(self.run_tool(umask=0), 0, "")
+            folder, = set(self.build_folders()) - before
+            self.assertRegex(folder.name, f"^{UUID}$")
+            path = quote(str(folder / "Build.plist"), safe="")
+            self.assertEqual(f"quorvex://xcode?QUORVEX_BUILD_PLIST_PATH={path}", self.received(contents))
+            record = plistlib.loads((folder / "Build.plist").read_bytes())
+            self.assertEqual(self.record_of(folder), record)
+            self.assertEqual(list(self.record_of(folder)), list(record))
+            self.assertEqual(0o600, (folder / "Build.plist").stat().st_mode & 0o777)
+            self.assertEqual({"Build.plist", "Sample.app.dSYM", "Ext ä.appex.dSYM"}, set(os.listdir(folder)))
+            for path in record["dSYMs"]:
+                self.assertEqual(tree(self.app.products / Path(path).name), tree(Path(path)))
+        self.assertEqual([], self.service.proxy_requests)
+
+    def test_the_legacy_query(self):
+        contents = self.register(info=OLD)
+        self.settings["PRODUCT_NAME"] = "a b&ä=%+~!*'();:@,/?#[]\"\n"
+        self.settings["FRAMEWORK_SEARCH_PATHS"] = '"/a b" /c'
+        for missing in ((), ("XCODE_VERSION_ACTUAL", "FRAMEWORK_SEARCH_PATHS", "SDKROOT", "WRAPPER_NAME")):
+            for name in missing:
+                del self.settings[name]
+            self.assert_run(self.run_tool(), 0, "")
+            pairs = [(name, quote(self.settings.get(name, ""), safe="")) for name in LEGACY]
+            pairs += [("QUORVEX_FRAMEWORK_PATH", quote(str(self.framework), safe="")),
+                      ("QUORVEX_API_KEY", API_KEY), ("QUORVEX_RUN_VERSION", "150")]
+            if not missing:
+                pairs += [("XCODE_VERSION_ACTUAL", "0511"),
+                          ("FRAMEWORK_SEARCH_PATHS", "%22%2Fa%20b%22%20%2Fc")]
+            self.assertEqual("quorvex://xcode?" + "&".join(f"{name}={value}" for name, value in pairs),
+                             self.received(contents))
+        self.assertEqual(2 * [["Sample.app.dSYM"]], [os.listdir(folder) for folder in self.build_folders()])
+
+    def test_which_version_reads_the_record(self):
+        for info in ({"CFBundleVersion": 203}, {"CFBundleVersion": "203.1b"}, NEW, OLD,
+                     {"CFBundleVersion": 202}, {"CFBundleVersion": "v203"},
+                     {"CFBundleShortVersionString": "203"}, None):
+            with self.subTest(info):
+                contents = self.register(info=info)
+                self.assert_run(self.run_tool(), 0, "")
+                reads = info is not None and str(info.get("CFBundleVersion")).startswith("203")
+                self.assertEqual(reads, "QUORVEX_BUILD_PLIST_PATH" in self.received(contents))
+
+    def test_where_the_cache_is(self):
+        contents = self.register(info=NEW)
+        endpoint = "https://elsewhere.example/ä/"
+        info = plistlib.loads(self.app.info_plist.read_bytes())
+        home = Path(self.settings["HOME"])
+        rows = [(str(self.folder / "other"), endpoint, self.folder / "other"),
+                ("relative", API_BASE_URL, home / ".cache"), (None, API_BASE_URL, home / ".cache"),
+                ("", 7, home / ".cache")]
+        for setting, configured, cache in rows:
+            with self.subTest(setting):
+                self.app.info_plist.write_bytes(plistlib.dumps(info | {"QuorvexAPIEndpoint": configured}))
+                self.settings.pop("XDG_CACHE_HOME", None)
+                self.settings |= {} if setting is None else {"XDG_CACHE_HOME": setting}
+                self.assert_run(self.run_tool(), 0, "")
+                path = self.received(contents).partition("=")[2]
+                builds = cache_root(cache, configured if isinstance(configured, str) else API_BASE_URL)
+                self.assertRegex(path, f"^{re.escape(quote(f'{builds}/', safe=''))}{UUID}%2FBuild\\.plist$")
+
+    def test_any_environment_reads_back(self):
+        contents = self.register(info=NEW)
+        many = {f"VARIABLE_{number}": str(number) for number in range(10_000)}
+        odd = {b"LINES": b"a\nb\r\nc\rd\te ", b"EMPTY": b"", b"MARKUP": "<&>\"']]>\u20ac😀".encode(),
+               b"EQUALS": b"=a=b="}
+        broken = {b"BYTES": (b"a\xffb", "a\ufffdb"), b"CONTROL": (b"a\x01\x1b[0mb", "a\ufffd\ufffd[0mb"),
+                  b"NO_CHARACTER": ("a\uffffb".encode(), "a\ufffdb"), b"NAME\xfe": (b"x", "x")}
+        passed = {os.fsencode(name): os.fsencode(value) for name, value in (self.settings | many).items()}
+        passed |= odd | {name: value for name, (value, _) in broken.items()}
+        self.assert_run(self.run_tool(settings=passed), 0, "")
+        self.received(contents)
+        folder, = self.build_folders()
+        wanted = self.settings | many | {name.decode(): value.decode() for name, value in odd.items()}
+        wanted |= {name.decode(errors="replace"): text for name, (_, text) in broken.items()}
+        record = plistlib.loads((folder / "Build.plist").read_bytes())
+        self.assertEqual(wanted, record["Runner_Environment_Dictionary"])
+
+
+class RoadTest(HandOffTest):
+    DIRECT, HAND_OFF = "direct", "hand-off"
+
+    def test_which_road_is_taken(self):
+        rows = [  # the ancestors, whether the desktop app is there
+            ((), False, self.DIRECT), (("xcode",), False, self.DIRECT), (("Xcode",), False, self.HAND_OFF),
+            (("Xcode", "sh (x) y"), False, self.HAND_OFF), (("XcodeHelper",), False, self.DIRECT),
+            (("xcsbuildd",), False, self.DIRECT), (("xcsbuildd", "Xcode"), False, self.DIRECT),
+            (("Xcode", "xcsbuildd"), True, self.DIRECT), (("xcsbuildd",), True, self.DIRECT),
+            ((), True, self.HAND_OFF), (("Xcode",), True, self.HAND_OFF)]
+        for names, installed, road in rows:
+            with self.subTest(names, installed=installed):
+                shutil.rmtree(Path(self.settings["XDG_DATA_HOME"]) / "applications", ignore_errors=True)
+                contents = self.register(info=NEW) if installed else None
+                before = len(self.service.exchanges)
+                result = self.run_tool(API_KEY, through=self.ancestors(*names))
+                if road == self.DIRECT:
+                    self.assert_run(result, 0, self.uploaded())
+                elif installed:
+                    self.assert_run(result, 0, "")
+                    self.received(contents)
+                else:
+                    self.assert_run(result, 1, self.sign_up())
+                self.assertEqual(2 if road == self.DIRECT else 0, len(self.service.exchanges) - before)
+
+    def sign_up(self) -> str:
+        return ("This app relies on Vendra. Please sign up for access at "
+                "https://www.vendra.example/sign_up,\ninstall Vendra.app then ask a team member to invite you "
+                "to this app's organization.\n\nIf this machine is a build server please remove Vendra.app if "
+                "present and use xcodebuild so that Sample.app.dSYM is uploaded.\n")
+
+    def test_debug_lines_of_both_questions(self):
+        contents = self.register(info=NEW)
+        here = self.app.project
+        result = self.run_tool(API_KEY, "-debug", "YES", through=self.ancestors("Xcode"))
+        self.received(contents)
+        self.assert_run(result, 0, (
+            f"Src root {here}Current directory path {here}Run script build phase called from Xcode Bots 0"
+            f"Install path file://{contents.parent}/Sending data to Vendra.app"))
+
+    def test_without_a_desktop_app_the_browser_gets_the_sign_up_page(self):
+        contents = self.register("https")
+        self.assert_run(self.run_tool(API_KEY, through=self.ancestors("Xcode")), 1, self.sign_up())
+        self.assertEqual("https://www.vendra.example/sign_up", self.received(contents))
+
+    def test_an_app_that_keeps_running_holds_nothing_of_ours(self):
+        gate = self.folder / "gate"
+        os.mkfifo(gate)
+        contents = self.register(info=NEW, then=f"read line < '{gate}'")
+        self.assert_run(self.run_tool(), 0, "")  # which ends although the app goes on
+        self.received(contents)
+        # A shell has its script open as well.
+        self.assertEqual(sorted(["/dev/null"] * 3 + [str(contents / "MacOS/Vendra")]),
+                         sorted((contents / "descriptors").read_text().splitlines()))
+        gate.write_text("go\n")
+
+
+class FailureTest(HandOffTest):
+    def setUp(self):
+        super().setUp()
+        self.contents = self.register(info=NEW)
+        self.cache = Path(self.settings["XDG_CACHE_HOME"])
+        self.build = cache_root(self.cache, API_BASE_URL) / "UUID"
+
+    def assert_failed(self, *log: str, **options):
+        """The run ends with these log lines; the source is untouched, and the app neither asked nor served."""
+        before = tree(self.app.dsym)
+        result = self.run_tool(API_KEY, **options)
+        stderr = re.sub(UUID, "UUID", result.stderr.decode()).encode()
+        self.assert_run(result._replace(stderr=stderr), 1, "", log)
+        self.assertEqual(before, tree(self.app.dsym))
+        self.assertEqual([], list(self.cache.rglob("Build.plist*")))
+        self.assertFalse((self.contents / "url").exists())
+
+    def test_what_cannot_be_copied(self):
+        os.mkfifo(self.app.dsym / "pipe")
+        error = posix_error(errno.EOPNOTSUPP, self.app.dsym / "pipe")
+        self.assert_failed(f"Unable to copy dSYM at path {self.app.products} to path "
+                           f"{self.build}/Sample.app.dSYM {error}")
+
+    def test_a_cache_without_room(self):
+        large = self.app.dsym / "large"
+        large.write_bytes(os.urandom(200_000))
+        self.settings["XDG_CACHE_HOME"] = str(self.cache / "small")
+        build = self.cache / "small" / self.build.relative_to(self.cache)
+        self.assert_failed(f"Unable to copy dSYM at path {self.app.products} to path {build}/Sample.app.dSYM "
+                           + posix_error(errno.ENOSPC, build / "Sample.app.dSYM/large"),
+                           through=self.small_disk(self.cache / "small"))
+
+    def test_a_products_folder_that_cannot_be_listed(self):
+        self.app.products.chmod(0o300)
+        self.addCleanup(self.app.products.chmod, 0o700)
+        self.assert_failed(f"Unable to get contents of path {self.app.products} \n"
+                           + posix_error(errno.EACCES, self.app.products), through=UNPRIVILEGED)
+
+    def test_a_cache_that_cannot_be_made(self):
+        self.cache.rmdir()
+        self.cache.write_text("a file")
+        error = posix_error(errno.EEXIST, self.cache)
+        self.assert_failed("ERROR: unable to write directory for object store.", error,
+                           f"Unable to create directory at path {self.build} \n{error}")
+
+
+if __name__ == "__main__":
+    unittest.main()

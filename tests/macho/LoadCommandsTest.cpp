@@ -1,0 +1,168 @@
+#include "macho/LoadCommands.h"
+
+#include <gtest/gtest.h>
+
+#include "MachOBuilder.h"
+#include "macho/Sections.h"
+
+namespace qvx::test {
+
+namespace {
+
+macho::QVXMachOSlice sliceOf(const std::string& image, int32_t cputype = x86_64) {
+    return {.startAddress = image.data(), .cputype = cputype, .readableSize = image.size()};
+}
+
+uint32_t visits(const std::string& image) {
+    uint32_t count = 0;
+    macho::QVXMachOSlice slice = sliceOf(image);
+    macho::QVXMachOSliceEnumerateLoadCommands(&slice, [&](auto...) { ++count; });
+    return count;
+}
+
+std::optional<std::ptrdiff_t> sectionOffset(const std::string& image, const char* name, int32_t cputype) {
+    const void* data = &image;
+    const macho::QVXMachOSlice slice = sliceOf(image, cputype);
+    macho::QVXMachOSliceGetSectionByName(&slice, name, &data);
+    if (data == nullptr)
+        return std::nullopt;
+    return static_cast<const char*>(data) - image.data();
+}
+
+} // namespace
+
+TEST(LoadCommands, TheWalkEndsWhateverCountsAndSizesSay) {
+    struct Row {
+        uint32_t size;
+        uint32_t expected;
+    };
+    constexpr uint32_t bytes = 4096;
+    for (const uint32_t magic : {magic32, magic64}) {
+        for (const Row& row : std::vector<Row>{{0, 1 << 16},
+                                               {1, 1 << 16}, // one step on, the size reads 0x01000000 >> 8
+                                               {4, (bytes - 4) / 4},
+                                               {8, bytes / 8},
+                                               {bytes, 1},
+                                               {bytes + 1, 0},
+                                               {0x80000000, 0},
+                                               {0xffffffff, 0}}) {
+            const std::string body = row.size == 1 ? words({1, 1}) + std::string(bytes, '\0')
+                                                   : words(std::vector<uint32_t>(bytes / 4, row.size));
+            EXPECT_EQ(row.expected,
+                      visits(Thin{.magic = magic, .commands = {body}, .ncmds = 0xffffffff}.bytes()))
+                << row.size;
+        }
+    }
+}
+
+TEST(LoadCommands, TheWalkKeepsToItsCountItsBytesAndItsMagic) {
+    const std::vector<std::string> three(3, uuid('A'));
+    EXPECT_EQ(0U, visits(Thin{.commands = three, .ncmds = 0}.bytes()));
+    EXPECT_EQ(2U, visits(Thin{.commands = three, .ncmds = 2}.bytes()));
+    EXPECT_EQ(3U, visits(Thin{.magic = 0xcefaedfe, .commands = three, .ncmds = 4}.bytes()));
+    EXPECT_EQ(0U, visits(Thin{.magic = 0xfeedfacd, .commands = three}.bytes()));
+    // Commands stop counting 4 MiB behind the header, also one that only begins before.
+    const std::string block = command(1, std::string((1 << 20) - 8, '\0'));
+    EXPECT_EQ(4U, visits(Thin{.commands = {block, block, block, block, block}}.bytes()));
+    EXPECT_EQ(4U, visits(Thin{.commands = {uuid('A'), block, block, block, block}}.bytes()));
+
+    macho::QVXMachOSlice none;
+    macho::QVXMachOSliceEnumerateLoadCommands(&none, [](auto...) { ADD_FAILURE(); });
+    macho::QVXMachOSliceEnumerateLoadCommands(nullptr, [](auto...) { ADD_FAILURE(); });
+    const std::string image = Thin{.commands = three}.bytes();
+    uint32_t count = 0;
+    macho::QVXMachOSlice inMemory = macho::QVXMachOSliceWithHeader(image.data());
+    macho::QVXMachOSliceEnumerateLoadCommands(&inMemory, [&](uint32_t cmd, uint32_t cmdsize, const void* at) {
+        EXPECT_EQ(0x1bU, cmd);
+        EXPECT_EQ(24U, cmdsize);
+        EXPECT_EQ(image.data() + 32 + 24 * count++, at);
+    });
+    EXPECT_EQ(3U, count);
+}
+
+TEST(LoadCommands, DecodersReadNoFurtherThanTheCommand) {
+    const std::string body = words({0x000a0902, 0xffff00ff, 7, 0, 0, 0});
+    for (uint32_t size = 0; size <= 24; ++size) {
+        const std::string bytes = command(0x24, body, size);
+        const void* at = bytes.data();
+        EXPECT_EQ(size >= 24, macho::QVXMachOGetUUID(at) != nullptr) << size;
+        EXPECT_EQ(size >= 12, macho::QVXMachOGetMinimumOSVersion(at).has_value()) << size;
+        EXPECT_EQ(size >= 16, macho::QVXMachOGetLinkedSDKVersion(at).has_value()) << size;
+        EXPECT_EQ(size >= 20, macho::QVXMachOGetEncrypted(at)) << size;
+    }
+    const std::string whole = command(0x24, body);
+    const auto minimum = macho::QVXMachOGetMinimumOSVersion(whole.data());
+    const auto sdk = macho::QVXMachOGetLinkedSDKVersion(whole.data());
+    EXPECT_EQ("10.9.2", macho::QVXMachOFormatVersion(&*minimum));
+    EXPECT_EQ("65535.0.255", macho::QVXMachOFormatVersion(&*sdk));
+    const macho::QVXMachOVersion large{1, 0xffffffff, 0};
+    EXPECT_EQ("1.-1.0", macho::QVXMachOFormatVersion(&large));
+    EXPECT_EQ(std::nullopt, macho::QVXMachOFormatVersion(nullptr));
+    EXPECT_FALSE(macho::QVXMachOGetEncrypted(command(0x21, words({1, 1, 0, 1})).data()));
+}
+
+TEST(LoadCommands, DylibNamesEndWithTheCommand) {
+    const std::string name = "/usr/lib/libSystem.B.dylib";
+    struct Row {
+        uint32_t offset;
+        uint32_t size;
+        std::optional<std::string> expected;
+    };
+    for (const Row& row : std::vector<Row>{{24, 24 + 27, name},
+                                           {24, 24 + 4, "/usr"}, // its NUL lies outside
+                                           {24 + 26, 24 + 27, ""},
+                                           {0, 24 + 27, "\x0c"},
+                                           {24 + 27, 24 + 27, std::nullopt},
+                                           {0x80000000, 24 + 27, std::nullopt},
+                                           {0xffffffff, 24 + 27, std::nullopt},
+                                           {8, 11, std::nullopt}}) {
+        const std::string bytes = command(0xc, words({row.offset, 0, 0, 0}) + name + '\0', row.size);
+        EXPECT_EQ(row.expected, macho::QVXMachOGetDylibPath(bytes.data())) << row.offset << ' ' << row.size;
+    }
+}
+
+TEST(Sections, AreFoundByBothNamesInFilesOfBothWidths) {
+    for (const bool is64Bit : {false, true}) {
+        const int32_t cputype = is64Bit ? x86_64 : i386;
+        const uint32_t size = (is64Bit ? 32 + 2 * 72 + 6 * 80 : 28 + 2 * 56 + 6 * 68);
+        Thin thin{.magic = is64Bit ? magic64 : magic32, .cputype = cputype};
+        thin.commands = {segment(is64Bit, "__DATA", {{"__eh_frame", 1, 1, "__DATA"}}),
+                         segment(is64Bit, "__TEXT",
+                                 {{"__unwind_info_of", 40, 8}, // all 16 bytes, no NUL
+                                  {"__eh_frame", size - 8, 8},
+                                  {"__eh_frame", 0, 1},
+                                  {"__unwind_info", size - 8, 9},
+                                  {"__big", 0xffffffff, 0xffffffff}})};
+        const std::string image = thin.bytes();
+        ASSERT_EQ(size, image.size());
+        EXPECT_EQ(size - 8, sectionOffset(image, "__eh_frame", cputype));
+        EXPECT_EQ(40, sectionOffset(image, "__unwind_info_of", cputype));
+        for (const char* name : {"__unwind_info", "__big", "__unwind", "__missing"})
+            EXPECT_EQ(std::nullopt, sectionOffset(image, name, cputype)) << name;
+        EXPECT_EQ(std::nullopt, sectionOffset(image, "__eh_frame", cputype ^ 0x01000000));
+
+        // One segment without a name, as in an object file, that claims more sections than it holds.
+        std::string many = segment(is64Bit, "", {{"__text", 0, 4}});
+        many.replace(is64Bit ? 64 : 48, 4, word(0xffffffff));
+        thin.commands = {many};
+        EXPECT_EQ(0, sectionOffset(thin.bytes(), "__text", cputype));
+        EXPECT_EQ(std::nullopt, sectionOffset(thin.bytes(), "__eh_frame", cputype));
+    }
+}
+
+TEST(Sections, LeaveOutPointersAloneWithoutASlice) {
+    const std::string image = Thin{.commands = {segment(true, "__TEXT", {{"__unwind_info", 4, 4}})}}.bytes();
+    const macho::QVXMachOSlice none;
+    const void* data = &none;
+    macho::QVXMachOSliceGetUnwindInformation(&none, &data, &data);
+    macho::QVXMachOSliceGetSectionByName(nullptr, "__text", &data);
+    EXPECT_EQ(&none, data);
+    const macho::QVXMachOSlice slice = sliceOf(image);
+    const void* unwindInfo = nullptr;
+    macho::QVXMachOSliceGetUnwindInformation(&slice, &data, &unwindInfo);
+    EXPECT_EQ(nullptr, data);
+    EXPECT_EQ(image.data() + 4, unwindInfo);
+    macho::QVXMachOSliceGetUnwindInformation(&slice, nullptr, nullptr);
+}
+
+} // namespace qvx::test

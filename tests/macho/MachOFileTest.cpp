@@ -1,0 +1,168 @@
+#include "macho/QVXMachOFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include "MachOBuilder.h"
+#include "macho/LoadCommands.h"
+#include "platform/FileDescriptor.h"
+
+namespace qvx::test {
+
+namespace {
+
+using Record = macho::QVXMachOSlice;
+
+std::vector<Record> slicesOf(const std::string& image) {
+    std::vector<Record> slices;
+    macho::QVXMachOEnumerateSlicesAtAddress(
+        image.data(), [&](const Record* slice) { slices.push_back(*slice); }, image.size());
+    return slices;
+}
+
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+} // namespace
+
+TEST(MachOFile, OpensRegularFilesOfSixteenBytesAndNothingElse) {
+    const TemporaryFolder folder;
+    const std::string fifo = folder.path("fifo");
+    ASSERT_EQ(0, ::mkfifo(fifo.c_str(), 0600));
+    const platform::FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    folder.path("socket").copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(0, ::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+
+    const auto before = openDescriptors();
+    macho::QVXMachOFile file;
+    for (const std::string& path :
+         {folder.path("missing"), folder.path(""), folder.write("empty", ""), fifo, folder.path("socket"),
+          folder.write("fifteen", std::string(15, 'x')), std::string("/dev/null"), std::string("/dev/zero")})
+        EXPECT_FALSE(macho::QVXMachOFileInitWithPath(&file, path.c_str())) << path;
+    EXPECT_FALSE(macho::QVXMachOFileInitWithPath(&file, nullptr));
+    EXPECT_FALSE(macho::QVXMachOFileInitWithPath(nullptr, fifo.c_str()));
+    EXPECT_EQ(before, openDescriptors());
+
+    const std::string sixteen = folder.write("sixteen", std::string(16, 'x'));
+    ASSERT_TRUE(macho::QVXMachOFileInitWithPath(&file, sixteen.c_str()));
+    EXPECT_EQ(16U, file.mappedSize);
+    EXPECT_EQ(std::string(16, 'x'), std::string(static_cast<const char*>(file.mappedFile), 16));
+    macho::QVXMachOFileDestroy(&file);
+    EXPECT_EQ(before, openDescriptors());
+    macho::QVXMachOFileDestroy(nullptr);
+}
+
+TEST(MachOFile, EnumeratesFatSlicesInFileOrderAndTheWalkTakesTheThinHeadersWord) {
+    // The entry of the second slice says something else than its header.
+    std::string image = fat({{.cputype = x86_64, .cpusubtype = static_cast<int32_t>(0x80000003)},
+                             {.magic = magic32, .cputype = i386, .cpusubtype = 4}});
+    image.replace(8 + 20, 8, bigEndian(arm) + bigEndian(9));
+    for (const std::string& magic : {bigEndian(0xcafebabe), word(0xcafebabe)}) {
+        image.replace(0, 4, magic);
+        std::vector<Record> slices = slicesOf(image);
+        ASSERT_EQ(2U, slices.size());
+        EXPECT_EQ(image.data() + 48, slices[0].startAddress);
+        EXPECT_EQ(static_cast<int32_t>(0x80000003), slices[0].cpusubtype);
+        EXPECT_TRUE(macho::QVXMachOSliceIs64Bit(&slices[0]));
+        EXPECT_STREQ("armv7", macho::QVXMachOSliceGetArchitectureName(&slices[1]));
+        EXPECT_EQ(28U, slices[1].readableSize);
+        macho::QVXMachOSliceEnumerateLoadCommands(&slices[1], [](auto...) {});
+        EXPECT_STREQ("i486", macho::QVXMachOSliceGetArchitectureName(&slices[1]));
+        EXPECT_FALSE(macho::QVXMachOSliceIs64Bit(&slices[1]));
+    }
+}
+
+TEST(MachOFile, TakesTheFieldsOfThinHeadersInHostOrder) {
+    for (const uint32_t magic : {magic32, magic64, 0xcefaedfeU, 0xcffaedfeU}) {
+        const std::string image = Thin{.magic = magic, .cputype = 0x12345678, .cpusubtype = 3}.bytes();
+        const std::vector<Record> slices = slicesOf(image);
+        ASSERT_EQ(1U, slices.size());
+        EXPECT_EQ(0x12345678, slices[0].cputype);
+        EXPECT_EQ(3, slices[0].cpusubtype);
+    }
+    // A fat file of 64-bit offsets is one unknown slice, like any other file.
+    const std::string fat64 =
+        bigEndian(0xcafebabf) + bigEndian(1) + bigEndian(x86_64) + std::string(40, '\0');
+    std::vector<Record> slices = slicesOf(fat64);
+    ASSERT_EQ(1U, slices.size());
+    EXPECT_STREQ("unknown", macho::QVXMachOSliceGetArchitectureName(&slices[0]));
+    macho::QVXMachOSliceEnumerateLoadCommands(&slices[0], [](auto...) { ADD_FAILURE(); });
+}
+
+TEST(MachOFile, SkipsFatEntriesThatDoNotLieInTheFile) {
+    constexpr uint32_t size = 48; // of a file with two entries
+    struct Row {
+        uint32_t offset, length;
+        size_t slices;
+    };
+    for (const Row& row : std::vector<Row>{{0, size, 2},
+                                           {0, size + 1, 1},
+                                           {0, 0, 1},
+                                           {size - 1, 1, 2},
+                                           {size - 1, 2, 1},
+                                           {size, 0, 1},
+                                           {0x80000000, 0x80000000, 1},
+                                           {0xffffffff, 1, 1},
+                                           {1, 0xffffffff, 1}}) {
+        const std::string image = fatHeader({{arm, 9, row.offset, row.length}, {arm64, 0, 40, 8}});
+        const std::vector<Record> slices = slicesOf(image);
+        ASSERT_EQ(row.slices, slices.size()) << row.offset << ' ' << row.length;
+        EXPECT_STREQ("arm64", macho::QVXMachOSliceGetArchitectureName(&slices.back()));
+    }
+    // An image in memory of unknown size is trusted.
+    const std::string trusted = fatHeader({{arm, 9, 1 << 20, 1}});
+    size_t visits = 0;
+    macho::QVXMachOEnumerateSlicesAtAddress(trusted.data(), [&](const Record*) { ++visits; });
+    EXPECT_EQ(1U, visits);
+}
+
+TEST(MachOFile, CountsFatEntriesUpToTheTablesEndAndTheLimit) {
+    const FatEntry entry{arm, 9, 0, 8};
+    const std::vector<FatEntry> many(200, entry);
+    EXPECT_EQ(0U, slicesOf(fatHeader({entry}, 0)).size());
+    EXPECT_EQ(1U, slicesOf(fatHeader({entry, entry}, 1)).size());
+    EXPECT_EQ(2U, slicesOf(fatHeader({entry, entry}, 0xffffffff)).size());
+    EXPECT_EQ(128U, slicesOf(fatHeader(many)).size());
+    // A Java class file begins with the same magic; its version and constants make no slices.
+    EXPECT_EQ(0U, slicesOf(bigEndian(0xcafebabe) + bigEndian(52) + std::string(400, '\x0a')).size());
+}
+
+TEST(MachOFile, TheLastSliceOfANameWins) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("twins", fat({{}, {.cputype = arm, .cpusubtype = 9}, {}}));
+    macho::QVXMachOFile file;
+    ASSERT_TRUE(macho::QVXMachOFileInitWithPath(&file, path.c_str()));
+    const Record slice = macho::QVXMachOFileSliceWithArchitectureName(&file, "x86_64");
+    EXPECT_EQ(static_cast<const char*>(file.mappedFile) + 8 + 60 + 64, slice.startAddress);
+    EXPECT_EQ(nullptr, macho::QVXMachOFileSliceWithArchitectureName(&file, "arm64").startAddress);
+    macho::QVXMachOFileDestroy(&file);
+}
+
+TEST(MachOFile, NamesArchitecturesWithoutRegardToCapabilities) {
+    struct Row {
+        int32_t cputype;
+        uint32_t cpusubtype;
+        const char* name;
+    };
+    for (const Row& row : std::vector<Row>{{x86_64, 0x80000003, "x86_64"},
+                                           {x86_64, 8, "x86_64h"},
+                                           {arm, 11, "armv7s"},
+                                           {arm64, 0, "arm64"},
+                                           {arm64, 0x80000002, "arm64e"},
+                                           {0x0200000c, 1, "arm64_32"},
+                                           {18, 100, "ppc970"},
+                                           {-1, 0xffffffff, "any"},
+                                           {arm, 0xffffffff, "arm"},
+                                           {arm, 99, "unknown"},
+                                           {0, 0, "unknown"}}) {
+        const Record slice{.cputype = row.cputype, .cpusubtype = static_cast<int32_t>(row.cpusubtype)};
+        EXPECT_STREQ(row.name, macho::QVXMachOSliceGetArchitectureName(&slice))
+            << row.cputype << ' ' << row.cpusubtype;
+    }
+}
+
+} // namespace qvx::test

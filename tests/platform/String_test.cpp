@@ -1,0 +1,102 @@
+#include "platform/String.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <regex>
+#include <string>
+
+#include "platform/Assert.h"
+#include "platform/Error.h"
+#include "platform/Log.h"
+#include "platform/Value.h"
+
+namespace qvx::platform {
+
+using namespace std::string_literals;
+
+TEST(String, FormatsObjectsTextsAndNumbers) {
+    const std::optional<std::string> absent;
+    const std::optional<Error> error{{"D", -1003, "no %@ here"}};
+    EXPECT_EQ(format("%@|%@|%s|%@", absent, "a%@b", "é"s, std::optional<std::string>("")), "(null)|a%@b|é|");
+    EXPECT_EQ(format("%@ %@", error, std::optional<Error>()),
+              "Error Domain=D Code=-1003 \"no %@ here\" (null)");
+    EXPECT_EQ(format("%i %d %lu %tu 100%%", uint64_t{0xFFFFFFFF}, -7, UINT64_MAX, 3U),
+              "-1 -7 18446744073709551615 3 100%");
+    EXPECT_EQ(format("%@", Value(Dictionary{{"k", Value::Array{1, true}}})), "{k = (1, 1); }");
+}
+
+TEST(String, BooleanAndIntegerOfText) {
+    struct {
+        const char* text;
+        bool boolean;
+        int32_t integer;
+    } const rows[] = {
+        {"", false, 0},       {"YES", true, 0},        {"yes", true, 0},   {"True", true, 0},
+        {"no", false, 0},     {"  \t+001x", true, 1},  {"-9", true, -9},   {"0000", false, 0},
+        {"-0y", true, 0},     {"a1", false, 0},        {"++1", false, 0},  {"+ 1", false, 0},
+        {"8.4", true, 8},     {"2147483648", true, INT32_MAX},
+        {"-2147483649", true, INT32_MIN},
+        {"99999999999999999999999", true, INT32_MAX},  {"0x10", false, 0}, {"\n12,5", true, 12},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(boolValue(row.text), row.boolean) << row.text;
+        EXPECT_EQ(integerValue(row.text), row.integer) << row.text;
+    }
+}
+
+TEST(String, UTF8) {
+    struct {
+        std::string text, valid;
+        size_t length;
+    } const rows[] = {
+        {"", "", 0},
+        {"a\0é€😀"s, "a\0é€😀"s, 6},
+        {"\xC3", "\uFFFD", 1},
+        {"a\xFF\0\xC0\x80z"s, "a\uFFFD\0\uFFFD\uFFFDz"s, 6}, // overlong
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", 3},          // a surrogate
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD", 4}, // past the last character
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(validUTF8(row.text), row.valid);
+        EXPECT_EQ(isUTF8(row.text), row.text == row.valid);
+        EXPECT_EQ(stringWithUTF8String(row.text).has_value(), row.text == row.valid);
+        EXPECT_EQ(lengthInUTF16(row.valid), row.length);
+    }
+    EXPECT_EQ(lowercaseString("ÄÖ-ΣIİ\0X"s), "äö-σii̇\0x"s);
+    EXPECT_TRUE(equalsIgnoringCase("MacOSX", "macosx"));
+    EXPECT_FALSE(equalsIgnoringCase("MacOSX", "macos"));
+}
+
+TEST(String, Paths) {
+    struct {
+        const char *path, *component, *joined, *extension;
+    } const rows[] = {
+        {"/a", "b.dSYM", "/a/b.dSYM", "dSYM"}, {"/a//", "/b.x/", "/a/b.x", "x"}, {"/", "b", "/b", ""},
+        {"", "b.tar.gz", "b.tar.gz", "gz"},    {"a.b", "c", "a.b/c", ""},        {"/a", "", "/a", ""},
+        {"/", "", "/", ""},                    {"a", ".x", "a/.x", ""},          {"a", "b.", "a/b.", ""},
+    };
+    for (const auto& row : rows) {
+        const std::string joined = stringByAppendingPathComponent(row.path, row.component);
+        EXPECT_EQ(joined, row.joined);
+        EXPECT_EQ(pathExtension(joined), row.extension) << joined;
+    }
+    EXPECT_EQ(pathExtension("a.app///"), "app");
+}
+
+TEST(Log, LineHasTimeProcessAndThread) {
+    testing::internal::CaptureStderr();
+    NSLog("%@ is %i%%", "50%@", 7);
+    const std::string line = testing::internal::GetCapturedStderr();
+    const std::regex pattern(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} run\[)" + std::to_string(::getpid()) +
+                             R"(:\d+\] 50%@ is 7%\n)");
+    EXPECT_TRUE(std::regex_match(line, pattern)) << line;
+}
+
+TEST(AssertDeathTest, NamesThePlaceThatItWasGiven) {
+    EXPECT_EXIT(assertionFailed("request", "-[Client start:]", "shared/Client", 73),
+                testing::KilledBySignal(SIGABRT), "shared/Client:73: -\\[Client start:\\]: .*request.* failed");
+}
+
+} // namespace qvx::platform

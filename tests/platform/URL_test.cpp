@@ -1,0 +1,108 @@
+#include "platform/URL.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace qvx::platform {
+
+using namespace std::string_literals;
+
+TEST(URL, OnlyLegalTextMakesOne) {
+    for (const std::string text : {"", "/a%20b", "x:", "a:b@c!$&'()*+,;=[]#?", "~-._%fF%C3"})
+        EXPECT_TRUE(URL::initWithString(text)) << text;
+    for (const std::string& text :
+         {"a b"s, "a\tb"s, "é"s, "a\0"s, "\x7F"s, "\""s, "<"s, ">"s, "\\"s, "^"s, "`"s, "{"s, "|"s, "}"s, "%"s, "%2"s,
+          "%2g"s, "%g2"s, "%%20"s, "%\x10\x11"s})
+        EXPECT_FALSE(URL::initWithString(text)) << text;
+}
+
+TEST(URL, Parts) {
+    struct {
+        const char* text;
+        std::optional<std::string> scheme, host, path;
+        uint16_t port;
+    } const rows[] = {
+        {"HTTPS://User:1@Api.Example:8443/a%20b/?q#f", "https", "api.example", "/a b", 8443},
+        {"https://a", "https", "a", "", 443},
+        {"http://[::1]:80/", "http", "::1", "/", 80},
+        {"https://[fe80::1]/x", "https", "fe80::1", "/x", 443},
+        {"https://a:/b", "https", "a", "/b", 443},
+        {"/Products/App.app/App", {}, {}, "/Products/App.app/App", 0},
+        {"/My#App?x/y", {}, {}, "/My", 0},
+        {"//host/p//", {}, "host", "/p", 0},
+        {"/a:b", {}, {}, "/a:b", 0},
+        {"/%C3%28%2F", {}, {}, "/\xC3(", 0},
+        {"/a%00b", {}, {}, {}, 0},
+        {"quorvex://xcode?A=/b:1", "quorvex", "xcode", "", 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        const std::optional<URL> url = URL::initWithString(row.text);
+        ASSERT_TRUE(url);
+        EXPECT_EQ(url->scheme(), row.scheme);
+        EXPECT_EQ(url->host(), row.host);
+        EXPECT_EQ(url->path(), row.path);
+        EXPECT_EQ(url->port(), row.port);
+        EXPECT_EQ(url->absoluteString(), row.text);
+    }
+}
+
+TEST(URL, ResolvesAgainstABase) {
+    // RFC 3986, section 5.4.
+    const struct {
+        const char *text, *resolved;
+    } rows[] = {
+        {"g:h", "g:h"},
+        {"g", "http://a/b/c/g"},
+        {"./g", "http://a/b/c/g"},
+        {"g/", "http://a/b/c/g/"},
+        {"/g", "http://a/g"},
+        {"//g", "http://g"},
+        {"?y", "http://a/b/c/d;p?y"},
+        {"g?y", "http://a/b/c/g?y"},
+        {"#s", "http://a/b/c/d;p?q#s"},
+        {"g?y#s", "http://a/b/c/g?y#s"},
+        {";x", "http://a/b/c/;x"},
+        {"g;x=1/../y", "http://a/b/c/y"},
+        {"", "http://a/b/c/d;p?q"},
+        {".", "http://a/b/c/"},
+        {"./", "http://a/b/c/"},
+        {"..", "http://a/b/"},
+        {"../g", "http://a/b/g"},
+        {"../..", "http://a/"},
+        {"../../../g", "http://a/g"},
+        {"/./g", "http://a/g"},
+        {"/../g", "http://a/g"},
+        {"g.", "http://a/b/c/g."},
+        {"..g", "http://a/b/c/..g"},
+        {"./../g", "http://a/b/g"},
+        {"./g/.", "http://a/b/c/g/"},
+        {"g/../h", "http://a/b/c/h"},
+        {"g?y/../x", "http://a/b/c/g?y/../x"},
+        {"g#s/../x", "http://a/b/c/g#s/../x"},
+    };
+    const auto base = URL::initWithString("http://a/b/c/d;p?q");
+    for (const auto& row : rows) {
+        const auto url = URL::initWithString(row.text, *base);
+        ASSERT_TRUE(url) << row.text;
+        EXPECT_EQ(url->absoluteString(), row.resolved) << row.text;
+    }
+    EXPECT_FALSE(URL::initWithString("a b", *base));
+    EXPECT_EQ(URL::initWithString("/spi/v1?x", *URL::initWithString("https://h:1"))->absoluteString(),
+              "https://h:1/spi/v1?x");
+    EXPECT_EQ(URL::initWithString("../g", *base)->relativePath(), "../g");
+    // Dots that lead nowhere must not make a host of what follows.
+    EXPECT_EQ(URL::initWithString("..//g", *URL::initWithString("x:"))->absoluteString(), "x:/g");
+    EXPECT_EQ(URL::initWithString("../c", *URL::initWithString("a/b"))->absoluteString(), "/c");
+}
+
+TEST(URL, OfAFilePath) {
+    EXPECT_EQ(URL::fileURLWithPath("/a b/é%?#[;]/").absoluteString(), "file:///a%20b/%C3%A9%25%3F%23%5B%3B%5D/");
+    for (const std::string path : {"/", "/a b;é%20?#[x]", "/\xFF\x01"})
+        EXPECT_EQ(URL::fileURLWithPath(path).path(), path);
+    EXPECT_EQ(URL::fileURLWithPath("/a/").path(), "/a");
+    EXPECT_TRUE(URL::fileURLWithPath("x").path()->starts_with("/"));
+}
+
+} // namespace qvx::platform
