@@ -31,7 +31,8 @@ void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arg
     if (FileManager::fileExistsAtPath(path) || arguments.contains("no-warn-missing-dsym"))
         return;
     const std::string reason = format(
-        "DEBUG_INFORMATION_FORMAT should be set to dwarf-with-dsym for all configurations. This could also be "
+        "DEBUG_INFORMATION_FORMAT should be set to dwarf-with-dsym for all configurations. This could also "
+        "be "
         "a timing issue, make sure the Vendra run script build phase is the last build phase and no other "
         "scripts have moved the dSYM from the location Xcode generated it. Unable to process %@ at path %@\n"
         "Make sure your project build settings are generating a dSYM file.\n\n",
@@ -47,10 +48,11 @@ void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet&
     if (!FileManager::fileExistsAtPath(path))
         failWithTitleAndReason(
             "Info.plist Error",
-            format("Unable to process Info.plist at path %@\nThis could be a timing issue, make sure the Vendra "
-                   "run script build phase is the last build phase and no other scripts have moved %@ from the "
-                   "location Xcode generated it.",
-                   path, environment.value("WRAPPER_NAME")));
+            format(
+                "Unable to process Info.plist at path %@\nThis could be a timing issue, make sure the Vendra "
+                "run script build phase is the last build phase and no other scripts have moved %@ from the "
+                "location Xcode generated it.",
+                path, environment.value("WRAPPER_NAME")));
     verifyInfoPlistValuesAtPath(path);
     warnAboutMissingDSYM(environment, arguments);
 }
@@ -58,10 +60,11 @@ void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet&
 void verifyInfoPlistValuesAtPath(std::string_view path) {
     const std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
     if (!info || info->string("CFBundleIdentifier").value_or("").empty())
-        failWithTitleAndReason("Required Info.plist Value Not Found",
-                               format("A CFBundleIdentifier value in your Info.plist is required. Please confirm "
-                                      "this value is present in %@ \n\n",
-                                      path));
+        failWithTitleAndReason(
+            "Required Info.plist Value Not Found",
+            format("A CFBundleIdentifier value in your Info.plist is required. Please confirm "
+                   "this value is present in %@ \n\n",
+                   path));
 }
 
 platform::Dictionary infoPlistDictionary(const Environment& environment) {

@@ -26,16 +26,18 @@ std::shared_ptr<QVXMachOBinary> openExecutable(const Environment& environment) {
 [[noreturn]] void failAsUnsupported(const Environment& environment, bool isIOS) {
     const std::optional<std::string> product = environment.value("PRODUCT_NAME");
     if (isIOS)
-        failWithTitleAndReason("Unsupported iOS Version",
-                               format("We have detected that this build of %@ uses an unsupported OS Deployment "
-                                      "Target. Vendra is only compatible with iOS %d.0 and greater. To use "
-                                      "Vendra, you'll have to adjust your project's iOS Deployment Target.\n\n",
-                                      product, minimumIOSMajor));
-    failWithTitleAndReason("Unsupported OS X Version",
-                           format("We have detected that this build of %@ uses an unsupported OS Deployment "
-                                  "Target. Vendra is only compatible with OS X 10.%d and greater. To use Vendra, "
-                                  "you'll have to adjust your project's Mac OS X Deployment Target.\n\n",
-                                  product, minimumOSXMinor));
+        failWithTitleAndReason(
+            "Unsupported iOS Version",
+            format("We have detected that this build of %@ uses an unsupported OS Deployment "
+                   "Target. Vendra is only compatible with iOS %d.0 and greater. To use "
+                   "Vendra, you'll have to adjust your project's iOS Deployment Target.\n\n",
+                   product, minimumIOSMajor));
+    failWithTitleAndReason(
+        "Unsupported OS X Version",
+        format("We have detected that this build of %@ uses an unsupported OS Deployment "
+               "Target. Vendra is only compatible with OS X 10.%d and greater. To use Vendra, "
+               "you'll have to adjust your project's Mac OS X Deployment Target.\n\n",
+               product, minimumOSXMinor));
 }
 
 } // namespace

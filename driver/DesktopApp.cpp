@@ -40,10 +40,11 @@ std::string legacyQuery(const Environment& environment, std::string_view apiKey)
 [[noreturn]] void sendToSignUpPage(const Environment& environment) {
     if (const std::optional<URL> url = URL::initWithString(signUpURL)) {
         static_cast<void>(platform::Applications::openURL(*url));
-        QVXLog("This app relies on Vendra. Please sign up for access at %@,\ninstall Vendra.app then ask a team "
-               "member to invite you to this app's organization.\n\nIf this machine is a build server please "
-               "remove Vendra.app if present and use xcodebuild so that %@ is uploaded.\n",
-               signUpURL, environment.value("DWARF_DSYM_FILE_NAME"));
+        QVXLog(
+            "This app relies on Vendra. Please sign up for access at %@,\ninstall Vendra.app then ask a team "
+            "member to invite you to this app's organization.\n\nIf this machine is a build server please "
+            "remove Vendra.app if present and use xcodebuild so that %@ is uploaded.\n",
+            signUpURL, environment.value("DWARF_DSYM_FILE_NAME"));
     } else {
         QVXLog("Failed to build URL %@", signUpURL);
     }

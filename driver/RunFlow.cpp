@@ -18,10 +18,9 @@ namespace {
 void writeArtifact(const Environment& environment, std::string_view apiKey) {
     if (!platform::boolValue(environment.value("QUORVEX_CREATE_ARTIFACT").value_or("")))
         return;
-    const std::string path =
-        environment.value("QUORVEX_ARTIFACT_PATH")
-            .value_or(platform::stringByAppendingPathComponent(
-                environment.value("BUILT_PRODUCTS_DIR").value_or(""), "quorvex.plist"));
+    const std::string path = environment.value("QUORVEX_ARTIFACT_PATH")
+                                 .value_or(platform::stringByAppendingPathComponent(
+                                     environment.value("BUILT_PRODUCTS_DIR").value_or(""), "quorvex.plist"));
     if (platform::writeToFileAtomically({{"QuorvexAPIKey", apiKey}}, path))
         QVXLog("Failed to write data to artifact path %@\n\n", path);
 }

@@ -1,4 +1,4 @@
-#include <cstring>
+#include <optional>
 #include <string>
 
 #include "driver/Arguments.h"
@@ -21,6 +21,7 @@ void setDebugMode(int argc, const char* const* argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    qvx::platform::openMissingStandardDescriptors();
     qvx::platform::reportUncaughtExceptions();
     qvx::platform::Termination::installHandlers();
     qvx::platform::NSLog(

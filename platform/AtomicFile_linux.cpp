@@ -31,8 +31,7 @@ std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_vie
     const FileDescriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!descriptor)
         return posixError(errno, path);
-    if (writeAll(descriptor.get(), bytes) &&
-        ::rename(temporary.c_str(), target.c_str()) == 0)
+    if (writeAll(descriptor.get(), bytes) && ::rename(temporary.c_str(), target.c_str()) == 0)
         return std::nullopt;
     const Error error = posixError(errno, path);
     ::unlink(temporary.c_str());

@@ -35,7 +35,8 @@ std::shared_ptr<Bundle> Bundle::bundleWithURL(const URL& url) {
     const std::optional<std::string> path = url.path();
     if (!path || !FileManager::isDirectoryAtPath(*path))
         return nullptr;
-    const auto info = dictionaryWithContentsOfFile(stringByAppendingPathComponent(*path, "Contents/Info.plist"));
+    const auto info =
+        dictionaryWithContentsOfFile(stringByAppendingPathComponent(*path, "Contents/Info.plist"));
     return std::shared_ptr<Bundle>(new Bundle(*path, info.value_or(Dictionary())));
 }
 

@@ -46,7 +46,8 @@ bool copyByReading(int input, int output) {
         if (count < 0 && errno != EINTR)
             return false;
         for (ssize_t written = 0; written < count;) {
-            const ssize_t step = ::write(output, buffer.get() + written, static_cast<size_t>(count - written));
+            const ssize_t step =
+                ::write(output, buffer.get() + written, static_cast<size_t>(count - written));
             if (step < 0 && errno != EINTR)
                 return false;
             written += step < 0 ? 0 : step;
@@ -87,8 +88,7 @@ Failure copyFile(const struct stat& status, const Place& source, const Place& de
 
 Failure copyLink(const struct stat& status, const Place& source, const Place& destination) {
     std::array<char, PATH_MAX> target{};
-    const ssize_t length =
-        ::readlinkat(source.folder, source.name.c_str(), target.data(), target.size() - 1);
+    const ssize_t length = ::readlinkat(source.folder, source.name.c_str(), target.data(), target.size() - 1);
     if (length < 0)
         return posixError(errno, source.path);
     if (::symlinkat(target.data(), destination.folder, destination.name.c_str()) != 0)
@@ -97,8 +97,8 @@ Failure copyLink(const struct stat& status, const Place& source, const Place& de
 }
 
 FileDescriptor openFolder(const Place& place) {
-    return FileDescriptor(::openat(place.folder, place.name.c_str(),
-                                   O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+    return FileDescriptor(
+        ::openat(place.folder, place.name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
 }
 
 Failure copyFolder(const struct stat& status, const Place& source, const Place& destination) {
@@ -111,7 +111,8 @@ Failure copyFolder(const struct stat& status, const Place& source, const Place& 
     const FileDescriptor to = openFolder(destination);
     if (!to)
         return posixError(errno, destination.path);
-    const Result<std::vector<std::string>> names = namesInDirectory(openFolder({from.get(), ".", ""}), source.path);
+    const Result<std::vector<std::string>> names =
+        namesInDirectory(openFolder({from.get(), ".", ""}), source.path);
     if (!names)
         return names.error();
     for (const std::string& name : *names) {

@@ -11,7 +11,7 @@ namespace {
 constexpr int maximumDepth = 512;
 
 /// What a binary property list may unfold to: shared objects are copied for each reference to them.
-constexpr uint64_t maximumUnfoldedSize = uint64_t{64} << 20;
+constexpr uint64_t maximumUnfoldedSize = uint64_t{16} << 20;
 constexpr uint64_t nodeSize = 64;
 
 /// Follows the references of a binary property list from its root.

@@ -53,10 +53,10 @@ public:
     FormatArgument(const std::string& text) : text_(text) {}
     FormatArgument(const std::optional<std::string>& text) : text_(text.value_or("(null)")) {}
     template <class T>
-        requires requires(const T& object) { object.description(); }
+    requires requires(const T& object) { object.description(); }
     FormatArgument(const T& object) : text_(object.description()) {}
     template <class T>
-        requires requires(const T& object) { object.description(); }
+    requires requires(const T& object) { object.description(); }
     FormatArgument(const std::optional<T>& object) : text_(object ? object->description() : "(null)") {}
 
     [[nodiscard]] const std::string& text() const { return text_; }

@@ -73,6 +73,10 @@ private:
     int32_t status_ = 0;
 };
 
+/// Gives the process /dev/null for each standard descriptor that it was started without, so that no file or
+/// pipe that is opened later takes such a place.
+void openMissingStandardDescriptors();
+
 /// Makes an exception that nobody catches print the platform's line with its reason before the process is
 /// aborted.
 void reportUncaughtExceptions();

@@ -90,6 +90,9 @@ void Task::launch() {
     SpawnActions actions;
     for (int target = 0; target < 3; ++target)
         ::posix_spawn_file_actions_adddup2(actions.get(), standard_[target], target);
+    // What this process was itself started with is not marked for closing.
+    ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
+    ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
     if (directory_)
         ::posix_spawn_file_actions_addchdir_np(actions.get(), directory_->c_str());
     std::vector<std::string> words{path_};
@@ -101,9 +104,9 @@ void Task::launch() {
     }
     SpawnAttributes attributes;
     const Termination::Deferral deferral; // a child that is started is known to the handlers
-    const int result = ::posix_spawn(&pid_, path_.c_str(), actions.get(), attributes.get(),
-                                     pointersTo(words).data(),
-                                     environment_ ? pointersTo(settings).data() : environ);
+    const int result =
+        ::posix_spawn(&pid_, path_.c_str(), actions.get(), attributes.get(), pointersTo(words).data(),
+                      environment_ ? pointersTo(settings).data() : environ);
     if (result != 0)
         throw LaunchFailure("launch path not accessible: " + path_ + ": " + std::strerror(result));
     child_ = std::make_shared<Termination::EndedChild>(pid_);
@@ -118,6 +121,14 @@ void Task::waitUntilExit() {
     int status = 0;
     ::waitpid(pid_, &status, 0);
     status_ = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+void openMissingStandardDescriptors() {
+    // The lowest free number is taken, so what is opened beyond the three was not missing.
+    int descriptor = ::open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = ::open("/dev/null", O_RDWR);
+    ::close(descriptor);
 }
 
 void reportUncaughtExceptions() {

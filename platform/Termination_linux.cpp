@@ -38,9 +38,9 @@ void endBySignal(int number) {
 
 void endByShrunkFile(int) {
     removeWhatIsLeft();
-    constexpr std::string_view message =
-        "error: Vendra: A file became shorter or unreadable while it was read. Make sure the Vendra run script "
-        "build phase is the last build phase.\n";
+    constexpr std::string_view message = "error: Vendra: A file became shorter or unreadable while it was "
+                                         "read. Make sure the Vendra run script "
+                                         "build phase is the last build phase.\n";
     [[maybe_unused]] const ssize_t written = ::write(STDOUT_FILENO, message.data(), message.size());
     ::_exit(1);
 }

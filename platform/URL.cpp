@@ -192,9 +192,10 @@ URL URL::fileURLWithPath(std::string_view path) {
     std::string whole(path);
     if (!whole.starts_with('/'))
         whole = FileManager::currentDirectoryPath() + "/" + whole;
-    const std::string text = "file://" + percentEscaped(whole, [](char character) {
-                                 return contains(unreserved, character) || contains("/!$&'()*+,:=@", character);
-                             });
+    const std::string text =
+        "file://" + percentEscaped(whole, [](char character) {
+            return contains(unreserved, character) || contains("/!$&'()*+,:=@", character);
+        });
     return URL(text, text);
 }
 

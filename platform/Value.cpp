@@ -59,9 +59,7 @@ struct Describe {
     std::string operator()(double value) const { return std::to_string(value); }
     std::string operator()(const std::string& value) const { return value; }
     std::string operator()(Date value) const { return std::to_string(value.seconds); }
-    std::string operator()(const Data& value) const {
-        return "<" + std::to_string(value.size()) + " bytes>";
-    }
+    std::string operator()(const Data& value) const { return "<" + std::to_string(value.size()) + " bytes>"; }
     std::string operator()(const Value::Array& values) const {
         std::string text = "(";
         for (const Value& value : values)

@@ -15,8 +15,8 @@ namespace {
 std::shared_ptr<QVXWebRequest> makeReport(const Environment& environment, std::string_view apiKey,
                                           std::string_view buildSecret, bool fromBuildServer) {
     const platform::Dictionary info = infoPlistDictionary(environment);
-    const std::string path = platform::format("/spi/v1/platforms/%@/apps/%@/built", getAppPlatform(environment),
-                                              info.string("CFBundleIdentifier"));
+    const std::string path = platform::format("/spi/v1/platforms/%@/apps/%@/built",
+                                              getAppPlatform(environment), info.string("CFBundleIdentifier"));
     std::shared_ptr<QVXWebRequest> request = QVXWebRequest::requestWithMethod("POST", path);
     addClientHeaders(*request, apiKey);
     request->addValueForFormField(info.string("CFBundleDisplayName"), "app_name");

@@ -15,7 +15,8 @@ namespace FileManager = platform::FileManager;
 
 std::string cacheDirectory(std::string_view endpoint) {
     std::string path = FileManager::cachesDirectory();
-    for (const std::string& component : {std::string("com.quorvex.mac"), MD5(endpoint), std::string("builds")})
+    for (const std::string& component :
+         {std::string("com.quorvex.mac"), MD5(endpoint), std::string("builds")})
         path = stringByAppendingPathComponent(path, component);
     if (const auto error = FileManager::createDirectoryWithIntermediates(path)) {
         NSLog("ERROR: unable to write directory for object store.");
@@ -37,8 +38,8 @@ std::vector<std::string> cacheDSYMsAtPath(std::string_view sourceDirectory,
             continue;
         const std::string destination = stringByAppendingPathComponent(destinationDirectory, name);
         copies.push_back(destination);
-        if (const auto error = FileManager::copyItemAtPath(stringByAppendingPathComponent(sourceDirectory, name),
-                                                           destination)) {
+        if (const auto error = FileManager::copyItemAtPath(
+                stringByAppendingPathComponent(sourceDirectory, name), destination)) {
             NSLog("Unable to copy dSYM at path %@ to path %@ %@", sourceDirectory, destination, error);
             std::exit(1);
         }

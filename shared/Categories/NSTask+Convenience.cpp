@@ -74,10 +74,9 @@ std::optional<std::string> stdoutWithLaunchPath(std::string_view path, const Arg
 bool runTaskWithLaunchPath(std::string_view path, const std::optional<std::string>& currentDirectoryPath,
                            const Arguments& arguments) {
     bool succeeded = false;
-    launchWithPath(path, currentDirectoryPath, arguments,
-                   [&](const platform::Data&, const platform::Data&, int32_t status) {
-                       succeeded = status == 0;
-                   });
+    launchWithPath(
+        path, currentDirectoryPath, arguments,
+        [&](const platform::Data&, const platform::Data&, int32_t status) { succeeded = status == 0; });
     return succeeded;
 }
 

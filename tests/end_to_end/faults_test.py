@@ -1,5 +1,6 @@
 """Disks, signals, the archiver and the dSYM at fault: nothing is left behind and nothing hangs."""
 
+import contextlib
 import errno
 import io
 import os
@@ -85,9 +86,15 @@ class SignalTest(EndToEndTest):
         self.copy_framework(f'echo half > "$5"; echo $$ > {note}.new; mv {note}.new {note}; {then}')
         child = self.start_tool(API_KEY)
         process = int(wait_for(lambda: note.exists() and note.read_text()))
+        self.addCleanup(self.kill, os.pidfd_open(process))
         note.unlink()
         self.assertEqual(1, len(list(self.app.products.glob("*.zip"))))
         return child, process
+
+    def kill(self, descriptor: int):
+        with contextlib.suppress(ProcessLookupError):
+            signal.pidfd_send_signal(descriptor, signal.SIGKILL)
+        os.close(descriptor)
 
     def assert_ended_by(self, number: int, child: subprocess.Popen):
         self.assert_run(finish(child), -number, "")

@@ -181,15 +181,12 @@ class RoadTest(HandOffTest):
         self.assertEqual("https://www.vendra.example/sign_up", self.received(contents))
 
     def test_an_app_that_keeps_running_holds_nothing_of_ours(self):
-        gate = self.folder / "gate"
-        os.mkfifo(gate)
-        contents = self.register(info=NEW, then=f"read line < '{gate}'")
+        contents = self.register(info=NEW, then=f"while [ -e '{self.app.project}' ]; do sleep 0.1; done")
         self.assert_run(self.run_tool(), 0, "")  # which ends although the app goes on
         self.received(contents)
         # A shell has its script open as well.
         self.assertEqual(sorted(["/dev/null"] * 3 + [str(contents / "MacOS/Vendra")]),
                          sorted((contents / "descriptors").read_text().splitlines()))
-        gate.write_text("go\n")
 
 
 class FailureTest(HandOffTest):

@@ -53,6 +53,12 @@ def finish(child: subprocess.Popen) -> Result:
     return Result(child.returncode, stdout, stderr)
 
 
+def end(child: subprocess.Popen):
+    """Lets go of a child that a failed test may have left running."""
+    with child:
+        child.kill()
+
+
 def wait_for(condition: Callable[[], object]):
     """What the condition gives once that counts as true."""
     deadline = time.monotonic() + SAFETY_TIMEOUT
@@ -125,10 +131,11 @@ class EndToEndTest(unittest.TestCase):
         `options` are Popen's; the streams are pipes when nothing else is asked for."""
         streams = dict.fromkeys(("stdout", "stderr"), subprocess.PIPE) | {"stdin": subprocess.DEVNULL}
         program = self.framework / "run"
-        return subprocess.Popen([*through, name or program, *arguments], executable=program if name else None,
-                                cwd=directory or self.app.project,
-                                env=self.settings if settings is None else settings,
-                                **streams | options)
+        child = subprocess.Popen([*through, name or program, *arguments], executable=program if name else None,
+                                 cwd=directory or self.app.project,
+                                 env=self.settings if settings is None else settings, **streams | options)
+        self.addCleanup(end, child)
+        return child
 
     def run_tool(self, *arguments: str | bytes, **options) -> Result:
         """Runs the tool to its end, with an API key when no argument is given; options as for start_tool."""
