@@ -103,11 +103,13 @@ std::unique_ptr<OutputFile> OutputFile::create(const std::string& destination, s
         return nullptr;
     };
     struct stat status;
-    if (::lstat(destination.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+    const bool replaces = ::lstat(destination.c_str(), &status) == 0;
+    if (replaces && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
         error = destination + ": Is not a regular file";
         return nullptr;
     }
-    const std::string path = partialPathFor(destination);
+    // A new file needs no other name, and whoever has to end this process knows what to remove.
+    const std::string path = replaces ? partialPathFor(destination) : destination;
     if (destination.empty() || path.size() >= sizeof partialPath)
         return fail(destination.empty() ? ENOENT : ENAMETOOLONG);
     installHandlers();

@@ -10,8 +10,8 @@
 
 namespace qvx {
 
-/// The file being made. It grows beside its destination as "DESTINATION.PID.partial" (a long name is cut) and
-/// takes the destination's name when it is complete, replacing a file or link of that name; until then what
+/// The file being made. Where a file or link of its name stands already it grows beside that as
+/// "DESTINATION.PID.partial" (a long name is cut) and takes its place when it is complete; until then what
 /// stood there is untouched. If it is not published it is removed: on destruction, and also when SIGINT,
 /// SIGTERM or SIGHUP ends the process (unless the signal was ignored at the start) or memory runs out.
 /// One at a time per process, used by one thread.

@@ -57,8 +57,7 @@ void walk(std::span<const uint8_t> stream) {
     const std::optional<FinalBlock> found = findFinalBlock(stream);
     require(!found || (found->headerBit < found->endBit && found->endBit <= stream.size() * 8));
     if (const std::optional<Inflated> judged = inflated(stream, size_t{1} << 16))
-        require(found && found->headerBit == judged->finalHeader &&
-                (found->endBit + 7) / 8 == judged->used);
+        require(found && found->headerBit == judged->finalHeader && (found->endBit + 7) / 8 == judged->used);
 }
 
 void join(BlockCompressor& compressor, std::span<const uint8_t> cuts, std::span<const uint8_t> input) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -39,18 +40,19 @@ std::string held(std::string_view text) {
 bool isHeld(const Value& before, const Value& after);
 
 bool isHeld(const Dictionary& before, const Dictionary& after) {
-    size_t index = 0;
-    for (const auto& [key, value] : before.items()) {
-        for (size_t other = 0; other < index; ++other) {
-            if (held(before.items()[other].first) == held(key))
-                return true; // only one of the two can be kept
-        }
-        if (index == after.items().size() || after.items()[index].first != held(key) ||
-            !isHeld(value, after.items()[index].second))
+    std::set<std::string> keys;
+    for (const auto& [key, value] : before.items())
+        keys.insert(held(key));
+    if (keys.size() < before.items().size())
+        return after.items().size() == keys.size(); // of pairs with one key only one can be kept
+    if (after.items().size() != keys.size())
+        return false;
+    for (size_t index = 0; index < keys.size(); ++index) {
+        const auto& [key, value] = before.items()[index];
+        if (after.items()[index].first != held(key) || !isHeld(value, after.items()[index].second))
             return false;
-        index += 1;
     }
-    return index == after.items().size();
+    return true;
 }
 
 bool isHeld(const Value& before, const Value& after) {

@@ -28,8 +28,8 @@ bool isLegal(std::string_view text) {
         if (character <= ' ' || character > '~' ||
             std::string_view("\"<>\\^`{|}").find(character) != std::string_view::npos)
             return false;
-        if (character == '%' && !(index + 2 < text.size() && isHexadecimal(text[index + 1]) &&
-                                  isHexadecimal(text[index + 2])))
+        if (character == '%' &&
+            !(index + 2 < text.size() && isHexadecimal(text[index + 1]) && isHexadecimal(text[index + 2])))
             return false;
     }
     return true;

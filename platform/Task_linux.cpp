@@ -92,7 +92,6 @@ void Task::launch() {
         ::posix_spawn_file_actions_adddup2(actions.get(), standard_[target], target);
     // What this process was itself started with is not marked for closing.
     ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
-    ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
     if (directory_)
         ::posix_spawn_file_actions_addchdir_np(actions.get(), directory_->c_str());
     std::vector<std::string> words{path_};

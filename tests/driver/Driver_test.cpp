@@ -29,12 +29,12 @@ TEST(Arguments, KeyAndSecret) {
         std::string argument;
         bool isKey, isSecret;
     } rows[] = {
-        {repeated(40, "k"), true, false},    {repeated(39, "k"), false, false},
-        {repeated(41, "k"), false, false},   {repeated(20, "😀"), true, false},
-        {repeated(40, "é"), true, false},    {repeated(39, "k") + "\xFF", false, false},
-        {repeated(64, "s"), false, true},    {repeated(65, "s"), false, false},
-        {repeated(32, "é"), false, true},    {repeated(63, "s") + "\xC3", false, false},
-        {repeated(16, "😀"), false, true},   {"", false, false},
+        {repeated(40, "k"), true, false},  {repeated(39, "k"), false, false},
+        {repeated(41, "k"), false, false}, {repeated(20, "😀"), true, false},
+        {repeated(40, "é"), true, false},  {repeated(39, "k") + "\xFF", false, false},
+        {repeated(64, "s"), false, true},  {repeated(65, "s"), false, false},
+        {repeated(32, "é"), false, true},  {repeated(63, "s") + "\xC3", false, false},
+        {repeated(16, "😀"), false, true},  {"", false, false},
     };
     for (const auto& row : rows) {
         const char* argv[] = {"run", "key", row.argument.c_str(), "more"};
@@ -73,8 +73,8 @@ TEST(UserDefaults, ArgumentsBeforeTheFile) {
 TEST(BuildRecord, ReadsBackWhateverTheEnvironmentHolds) {
     const test::TemporaryFolder folder;
     static_cast<void>(folder.file("Info.plist", platform::xmlPropertyList({{"CFBundleVersion", 7},
-                                                                          {"CFBundleIdentifier", "a.b"},
-                                                                          {"CFBundleName", "%@ é"}})));
+                                                                           {"CFBundleIdentifier", "a.b"},
+                                                                           {"CFBundleName", "%@ é"}})));
     platform::Environment::Variables variables{{"BUILT_PRODUCTS_DIR", folder.path()},
                                                {"INFOPLIST_PATH", "Info.plist"},
                                                {"CONFIGURATION", ""},
@@ -90,9 +90,12 @@ TEST(BuildRecord, ReadsBackWhateverTheEnvironmentHolds) {
     std::string keys;
     for (const auto& [key, value] : read->items())
         keys += key + " ";
-    EXPECT_EQ(keys, "CONFIGURATION QUORVEX_FRAMEWORK_PATH QUORVEX_API_KEY QUORVEX_RUN_VERSION dSYMs CFBundleVersion "
-                    "CFBundleName CFBundleIdentifier Runner_Environment_Dictionary ");
-    EXPECT_EQ(*read->find("dSYMs"), (platform::Value(platform::Value::Array{"/c/a.dSYM", "/c/b\uFFFD.dSYM"})));
+    EXPECT_EQ(
+        keys,
+        "CONFIGURATION QUORVEX_FRAMEWORK_PATH QUORVEX_API_KEY QUORVEX_RUN_VERSION dSYMs CFBundleVersion "
+        "CFBundleName CFBundleIdentifier Runner_Environment_Dictionary ");
+    EXPECT_EQ(*read->find("dSYMs"),
+              (platform::Value(platform::Value::Array{"/c/a.dSYM", "/c/b\uFFFD.dSYM"})));
     EXPECT_EQ(*read->find("CFBundleVersion"), platform::Value(7));
     const auto* environment = read->find("Runner_Environment_Dictionary")->get<platform::Dictionary>();
     ASSERT_TRUE(environment);
@@ -107,7 +110,8 @@ TEST(BuildRecord, ReadsBackWhateverTheEnvironmentHolds) {
                                "assert e['LINES'] == 'a\\r\\nb\\n\\tc', e['LINES']\n"
                                "assert e['BYTES'] == '\\ufffd[1m\\ufffd%@', e['BYTES']\n"
                                "assert len(e) == 10005 and p['CFBundleName'] == '%@ \\xe9' and len(p) == 9\n";
-    EXPECT_EQ(std::system((QVX_PYTHON " -c \"" + script + "\" '" + folder.path("Build.plist") + "'").c_str()), 0);
+    EXPECT_EQ(std::system((QVX_PYTHON " -c \"" + script + "\" '" + folder.path("Build.plist") + "'").c_str()),
+              0);
 }
 
 } // namespace qvx

@@ -19,6 +19,13 @@ ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 MANY_FILES = 70_000  # more than the count of a zip without the 64-bit extension can tell
 
 
+def setUpModule():
+    # What is ignored here, as in a background job of a shell, would stay ignored in the tool.
+    for number in ENDING:
+        if signal.getsignal(number) is signal.SIG_IGN:
+            signal.signal(number, signal.SIG_DFL)
+
+
 def is_alive(process: int) -> bool:
     return Path(f"/proc/{process}").exists()
 

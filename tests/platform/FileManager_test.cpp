@@ -85,9 +85,9 @@ TEST(FileManager, ACopyThatCannotBe) {
         const char *source, *destination;
         int code;
     } rows[] = {
-        {"file", "folder", EEXIST},  {"file", "file", EEXIST}, {"folder", "folder", EEXIST},
-        {"file", "link", EEXIST},    {"link", "file", EEXIST}, {"missing", "new", ENOENT},
-        {"file", "no/new", ENOENT},  {"fifo", "new", ENOTSUP},
+        {"file", "folder", EEXIST}, {"file", "file", EEXIST}, {"folder", "folder", EEXIST},
+        {"file", "link", EEXIST},   {"link", "file", EEXIST}, {"missing", "new", ENOENT},
+        {"file", "no/new", ENOENT}, {"fifo", "new", ENOTSUP},
     };
     for (const auto& row : rows) {
         const auto error = FileManager::copyItemAtPath(folder.path(row.source), folder.path(row.destination));
@@ -173,7 +173,8 @@ TEST(Data, ReadsRegularFilesOnly) {
     const struct {
         std::string path;
         int code;
-    } rows[] = {{folder.path("fifo"), EINVAL}, {folder.path(), EISDIR}, {"/dev/null", EINVAL}, {"/no", ENOENT}};
+    } rows[] = {
+        {folder.path("fifo"), EINVAL}, {folder.path(), EISDIR}, {"/dev/null", EINVAL}, {"/no", ENOENT}};
     for (const auto& row : rows) {
         EXPECT_EQ(Data::withContentsOfFile(row.path).error().code, row.code) << row.path;
         EXPECT_EQ(Data::readFile(row.path, 10).error().code, row.code) << row.path;

@@ -32,16 +32,17 @@ TEST(JSON, ReadsEveryKindInOrder) {
 
 TEST(JSON, RefusesWhatIsNoWholeText) {
     for (const std::string& text :
-         {""s, "  "s, "1"s, "\"a\""s, "true"s, "null"s, "[1] x"s, "[1][2]"s, "[1]\0"s, "[1]\0x"s, "[1,]"s, "{\"a\"}"s,
-          "{a:1}"s, "[01]"s, "[NaN]"s, "[1e999]"s, "['a']"s, "[\"\\ud800\"]"s, "[\"\xC3\"]"s, "[\"\xFF\"]"s,
-          "[\"\n\"]"s, "[\"a"s, "// c\n[]"s})
+         {""s,           "  "s,         "1"s,        "\"a\""s,   "true"s,    "null"s,
+          "[1] x"s,      "[1][2]"s,     "[1]\0"s,    "[1]\0x"s,  "[1,]"s,    "{\"a\"}"s,
+          "{a:1}"s,      "[01]"s,       "[NaN]"s,    "[1e999]"s, "['a']"s,   "[\"\\ud800\"]"s,
+          "[\"\xC3\"]"s, "[\"\xFF\"]"s, "[\"\n\"]"s, "[\"a"s,    "// c\n[]"s})
         EXPECT_FALSE(read(text)) << text;
 }
 
 TEST(JSON, NestsNoDeeperThan512) {
     EXPECT_TRUE(read(nested(512)));
-    for (const std::string& text : {nested(513), nested(1'000'000), std::string(1'000'000, '['),
-                                    "{\"a\":" + nested(512) + "}"})
+    for (const std::string& text :
+         {nested(513), nested(1'000'000), std::string(1'000'000, '['), "{\"a\":" + nested(512) + "}"})
         EXPECT_FALSE(read(text));
 }
 

@@ -93,7 +93,8 @@ TEST(PropertyList, ReadsWhatAnotherProgramWrote) {
         {"dict", Dictionary{{"inner", Dictionary{{"k", "v"}}}}},
     };
     for (const char* form : {"xml", "binary"})
-        EXPECT_EQ(dictionaryWithContentsOfFile(std::string(QVX_PROPERTY_LIST_CORPUS "/") + form), expected) << form;
+        EXPECT_EQ(dictionaryWithContentsOfFile(std::string(QVX_PROPERTY_LIST_CORPUS "/") + form), expected)
+            << form;
 }
 
 TEST(PropertyList, ErrorsAndOtherRoots) {
@@ -112,7 +113,8 @@ TEST(PropertyList, ErrorsAndOtherRoots) {
 }
 
 TEST(PropertyList, ValuesOfAnotherKindCountAsAbsent) {
-    const Dictionary dictionary{{"text", " 203.1"}, {"number", 203}, {"real", 1.5}, {"list", Value::Array{"a"}}};
+    const Dictionary dictionary{
+        {"text", " 203.1"}, {"number", 203}, {"real", 1.5}, {"list", Value::Array{"a"}}};
     EXPECT_EQ(dictionary.string("text"), " 203.1");
     for (const char* key : {"number", "real", "list", "missing"})
         EXPECT_EQ(dictionary.string(key), std::nullopt) << key;
@@ -155,7 +157,7 @@ TEST(PropertyList, BinaryOnesThatLie) {
          {binary({arrayOf({0})}), binary({arrayOf({1}), arrayOf({0})}), binary({arrayOf({7})}),
           binary({"\xD1"s + bigEndian(0, 4) + bigEndian(0, 4)}),
           binary({"\x5F"s + integer64 + bigEndian(UINT64_MAX, 8)}), // a text
-          binary({"\x6F"s + integer64 + bigEndian(INT64_MAX, 8)}), // one in UTF-16
+          binary({"\x6F"s + integer64 + bigEndian(INT64_MAX, 8)}),  // one in UTF-16
           binary({"\x4F\x12"s + bigEndian(1 << 30, 4)}),            // a gigabyte of data
           binary({"\xAF"s + integer64 + bigEndian(uint64_t{1} << 62, 8)}),
           binary({"\xDF"s + integer64 + bigEndian(UINT64_MAX / 2 + 1, 8)}), binary({"\xA0"s}, 0),

@@ -33,12 +33,24 @@ TEST(String, BooleanAndIntegerOfText) {
         bool boolean;
         int32_t integer;
     } const rows[] = {
-        {"", false, 0},       {"YES", true, 0},        {"yes", true, 0},   {"True", true, 0},
-        {"no", false, 0},     {"  \t+001x", true, 1},  {"-9", true, -9},   {"0000", false, 0},
-        {"-0y", true, 0},     {"a1", false, 0},        {"++1", false, 0},  {"+ 1", false, 0},
-        {"8.4", true, 8},     {"2147483648", true, INT32_MAX},
+        {"", false, 0},
+        {"YES", true, 0},
+        {"yes", true, 0},
+        {"True", true, 0},
+        {"no", false, 0},
+        {"  \t+001x", true, 1},
+        {"-9", true, -9},
+        {"0000", false, 0},
+        {"-0y", true, 0},
+        {"a1", false, 0},
+        {"++1", false, 0},
+        {"+ 1", false, 0},
+        {"8.4", true, 8},
+        {"2147483648", true, INT32_MAX},
         {"-2147483649", true, INT32_MIN},
-        {"99999999999999999999999", true, INT32_MAX},  {"0x10", false, 0}, {"\n12,5", true, 12},
+        {"99999999999999999999999", true, INT32_MAX},
+        {"0x10", false, 0},
+        {"\n12,5", true, 12},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(boolValue(row.text), row.boolean) << row.text;
@@ -55,7 +67,7 @@ TEST(String, UTF8) {
         {"a\0é€😀"s, "a\0é€😀"s, 6},
         {"\xC3", "\uFFFD", 1},
         {"a\xFF\0\xC0\x80z"s, "a\uFFFD\0\uFFFD\uFFFDz"s, 6}, // overlong
-        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", 3},          // a surrogate
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", 3},           // a surrogate
         {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD", 4}, // past the last character
     };
     for (const auto& row : rows) {
@@ -73,9 +85,15 @@ TEST(String, Paths) {
     struct {
         const char *path, *component, *joined, *extension;
     } const rows[] = {
-        {"/a", "b.dSYM", "/a/b.dSYM", "dSYM"}, {"/a//", "/b.x/", "/a/b.x", "x"}, {"/", "b", "/b", ""},
-        {"", "b.tar.gz", "b.tar.gz", "gz"},    {"a.b", "c", "a.b/c", ""},        {"/a", "", "/a", ""},
-        {"/", "", "/", ""},                    {"a", ".x", "a/.x", ""},          {"a", "b.", "a/b.", ""},
+        {"/a", "b.dSYM", "/a/b.dSYM", "dSYM"},
+        {"/a//", "/b.x/", "/a/b.x", "x"},
+        {"/", "b", "/b", ""},
+        {"", "b.tar.gz", "b.tar.gz", "gz"},
+        {"a.b", "c", "a.b/c", ""},
+        {"/a", "", "/a", ""},
+        {"/", "", "/", ""},
+        {"a", ".x", "a/.x", ""},
+        {"a", "b.", "a/b.", ""},
     };
     for (const auto& row : rows) {
         const std::string joined = stringByAppendingPathComponent(row.path, row.component);
@@ -96,7 +114,8 @@ TEST(Log, LineHasTimeProcessAndThread) {
 
 TEST(AssertDeathTest, NamesThePlaceThatItWasGiven) {
     EXPECT_EXIT(assertionFailed("request", "-[Client start:]", "shared/Client", 73),
-                testing::KilledBySignal(SIGABRT), "shared/Client:73: -\\[Client start:\\]: .*request.* failed");
+                testing::KilledBySignal(SIGABRT),
+                "shared/Client:73: -\\[Client start:\\]: .*request.* failed");
 }
 
 } // namespace qvx::platform

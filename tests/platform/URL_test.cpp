@@ -12,8 +12,8 @@ TEST(URL, OnlyLegalTextMakesOne) {
     for (const std::string text : {"", "/a%20b", "x:", "a:b@c!$&'()*+,;=[]#?", "~-._%fF%C3"})
         EXPECT_TRUE(URL::initWithString(text)) << text;
     for (const std::string& text :
-         {"a b"s, "a\tb"s, "é"s, "a\0"s, "\x7F"s, "\""s, "<"s, ">"s, "\\"s, "^"s, "`"s, "{"s, "|"s, "}"s, "%"s, "%2"s,
-          "%2g"s, "%g2"s, "%%20"s, "%\x10\x11"s})
+         {"a b"s, "a\tb"s, "é"s, "a\0"s, "\x7F"s, "\""s, "<"s,   ">"s,   "\\"s,   "^"s,
+          "`"s,   "{"s,    "|"s, "}"s,   "%"s,    "%2"s, "%2g"s, "%g2"s, "%%20"s, "%\x10\x11"s})
         EXPECT_FALSE(URL::initWithString(text)) << text;
 }
 
@@ -98,7 +98,8 @@ TEST(URL, ResolvesAgainstABase) {
 }
 
 TEST(URL, OfAFilePath) {
-    EXPECT_EQ(URL::fileURLWithPath("/a b/é%?#[;]/").absoluteString(), "file:///a%20b/%C3%A9%25%3F%23%5B%3B%5D/");
+    EXPECT_EQ(URL::fileURLWithPath("/a b/é%?#[;]/").absoluteString(),
+              "file:///a%20b/%C3%A9%25%3F%23%5B%3B%5D/");
     for (const std::string path : {"/", "/a b;é%20?#[x]", "/\xFF\x01"})
         EXPECT_EQ(URL::fileURLWithPath(path).path(), path);
     EXPECT_EQ(URL::fileURLWithPath("/a/").path(), "/a");

@@ -23,10 +23,11 @@ struct Outcome {
 Outcome launch(const std::string& script, const std::optional<std::string>& directory = {},
                const Variables& environment = {}) {
     Outcome outcome;
-    launchWithPath("/bin/sh", directory, std::vector<std::string>{"-c", script}, environment,
-                   [&](const platform::Data& standardError, const platform::Data& standardOutput, int32_t status) {
-                       outcome = {standardError.string(), standardOutput.string(), status};
-                   });
+    launchWithPath(
+        "/bin/sh", directory, std::vector<std::string>{"-c", script}, environment,
+        [&](const platform::Data& standardError, const platform::Data& standardOutput, int32_t status) {
+            outcome = {standardError.string(), standardOutput.string(), status};
+        });
     return outcome;
 }
 
@@ -42,7 +43,8 @@ TEST(NSTask, GivesBothOutputsAndTheStatus) {
 
     EXPECT_TRUE(runTaskWithLaunchPath("/bin/true", std::nullopt));
     EXPECT_FALSE(runTaskWithLaunchPath("/bin/false", std::nullopt));
-    const std::vector<std::string> words{"-c", "printf '%s.' \"$@\"; printf %s \"$1\" >&2", "sh", "é x", "", "$HOME;"};
+    const std::vector<std::string> words{
+        "-c", "printf '%s.' \"$@\"; printf %s \"$1\" >&2", "sh", "é x", "", "$HOME;"};
     EXPECT_EQ(stdoutWithLaunchPath("/bin/sh", words), "é x..$HOME;.");
     EXPECT_EQ(stderrWithLaunchPath("/bin/sh", words), "é x");
     const std::vector<std::string> notUTF8{"-c", "printf '\\303'; printf '\\377' >&2"};
@@ -55,7 +57,8 @@ TEST(NSTask, FolderAndEnvironment) {
     const std::string path = std::filesystem::canonical(folder.path());
     EXPECT_EQ(launch("pwd -P", path).standardOutput, path + "\n");
     EXPECT_EQ(launch("pwd -P").standardOutput, std::filesystem::current_path().native() + "\n");
-    EXPECT_TRUE(runTaskWithLaunchPath("/bin/sh", path, std::vector<std::string>{"-c", "[ \"$PWD\" = '" + path + "' ]"}));
+    EXPECT_TRUE(runTaskWithLaunchPath("/bin/sh", path,
+                                      std::vector<std::string>{"-c", "[ \"$PWD\" = '" + path + "' ]"}));
     EXPECT_EQ(launch("echo $A-$HOME", {}, {{{"A", "b=c d"}}}).standardOutput, "b=c d-\n");
     ::setenv("QVX_UNIT_TEST", "inherited", 1);
     EXPECT_EQ(launch("echo $QVX_UNIT_TEST").standardOutput, "inherited\n");

@@ -33,8 +33,9 @@ using DSYMCacheDeathTest = DSYMCache;
 TEST(Service, PlatformWords) {
     const struct {
         const char *name, *word;
-    } rows[] = {{"MacOSX", "mac"},      {"iphoneos", "ios"},     {"iPhoneSimulator", "ios"}, {"appletvos", "unknown"},
-                {"macosx ", "unknown"}, {"iphone", "unknown"},   {"\xFF", "unknown"}};
+    } rows[] = {{"MacOSX", "mac"},        {"iphoneos", "ios"},    {"iPhoneSimulator", "ios"},
+                {"appletvos", "unknown"}, {"macosx ", "unknown"}, {"iphone", "unknown"},
+                {"\xFF", "unknown"}};
     for (const auto& row : rows)
         EXPECT_EQ(getAppPlatform(platformNamed(row.name)), row.word) << row.name;
 }
@@ -42,7 +43,8 @@ TEST(Service, PlatformWords) {
 TEST_F(DSYMCache, OneFolderForEachEndpoint) {
     const std::string first = cacheDirectory("https://api.example");
     EXPECT_EQ(first, folder_.path("caches/com.quorvex.mac/da7e6946c55c2741ec2debce4f1621e5/builds"));
-    EXPECT_EQ(cacheDirectory("https://api.example/"), folder_.path("caches/com.quorvex.mac/156c69f4e90e9b0a8098f94b5c3bb610/builds"));
+    EXPECT_EQ(cacheDirectory("https://api.example/"),
+              folder_.path("caches/com.quorvex.mac/156c69f4e90e9b0a8098f94b5c3bb610/builds"));
     EXPECT_TRUE(platform::FileManager::isDirectoryAtPath(first));
     EXPECT_EQ(cacheDirectory("https://api.example"), first);
 }
@@ -59,7 +61,8 @@ TEST_F(DSYMCache, AFolderThatCannotBeMadeIsLogged) {
 }
 
 TEST_F(DSYMCacheDeathTest, CopiesTheBundlesOfOneLevelAndNoneTwice) {
-    for (const char* name : {"P/b.dSYM/x", "P/a.appex.dSYM/y", "P/x.DSYM/z", "P/App.app/A.dSYM/n", "P/dSYM/n"})
+    for (const char* name :
+         {"P/b.dSYM/x", "P/a.appex.dSYM/y", "P/x.DSYM/z", "P/App.app/A.dSYM/n", "P/dSYM/n"})
         static_cast<void>(folder_.file(name, name));
     static_cast<void>(folder_.file("P/file.dSYM", "plain"));
     const std::string products = folder_.path("P"), build = folder_.path("B");
@@ -74,7 +77,8 @@ TEST_F(DSYMCacheDeathTest, CopiesTheBundlesOfOneLevelAndNoneTwice) {
                 "Unable to copy dSYM at path " + products + " to path " + copies[0] +
                     " Error Domain=NSPOSIXErrorDomain Code=17 ");
     EXPECT_EXIT(cacheDSYMsAtPath(products + "/no", build), testing::ExitedWithCode(1),
-                "Unable to get contents of path " + products + "/no \nError Domain=NSPOSIXErrorDomain Code=2 ");
+                "Unable to get contents of path " + products +
+                    "/no \nError Domain=NSPOSIXErrorDomain Code=2 ");
     EXPECT_TRUE(cacheDSYMsAtPath(products + "/App.app/A.dSYM", build).empty());
 }
 
