@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-#include <cstdlib>
+#include <charconv>
 #include <fstream>
 #include <iterator>
 
@@ -21,7 +21,9 @@ ProcessRecord processRecord(int identifier) {
     const size_t close = text.rfind(')');
     if (open == std::string::npos || close == std::string::npos || close < open || close + 4 >= text.size())
         return gone;
-    return {identifier, std::atoi(text.c_str() + close + 4), text.substr(open + 1, close - open - 1)};
+    ProcessRecord record{identifier, 1, text.substr(open + 1, close - open - 1)};
+    std::from_chars(text.data() + close + 4, text.data() + text.size(), record.parentIdentifier);
+    return record;
 }
 
 } // namespace qvx::platform

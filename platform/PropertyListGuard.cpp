@@ -32,7 +32,7 @@ public:
             return false;
         if (offsetTable_ > trailer || objectCount_ > (trailer - offsetTable_) / offsetSize_)
             return false;
-        return visit(number(trailer + 16, 8), 0);
+        return visit(number(trailer + 16, 8), 0, false);
     }
 
 private:
@@ -53,7 +53,7 @@ private:
         return spent_ <= maximumUnfoldedSize;
     }
 
-    bool visit(uint64_t object, int depth) {
+    bool visit(uint64_t object, int depth, bool isKey) {
         if (object >= objectCount_ || !spend(nodeSize))
             return false;
         uint64_t offset = number(offsetTable_ + object * offsetSize_, offsetSize_);
@@ -66,6 +66,8 @@ private:
         const bool isCounted = kind >= 4 && kind != 8;
         if (isCounted && count == 15 && !readCount(offset, count))
             return false;
+        if (isKey && kind == 6 && holdsNUL(offset, count))
+            return false;
         if (kind < 10)
             return !isCounted || (count <= bytes_.size() && spend(count * 2));
         if (depth == maximumDepth)
@@ -74,10 +76,22 @@ private:
         if (count > bytes_.size() || !lies(offset, count * references * referenceSize_))
             return false;
         for (uint64_t index = 0; index < count * references; ++index) {
-            if (!visit(number(offset + index * referenceSize_, referenceSize_), depth + 1))
+            const bool isKeyOfDictionary = kind == 13 && index < count;
+            if (!visit(number(offset + index * referenceSize_, referenceSize_), depth + 1, isKeyOfDictionary))
                 return false;
         }
         return true;
+    }
+
+    /// Of UTF-16 text. The library stops the process when it comes upon such a key.
+    [[nodiscard]] bool holdsNUL(uint64_t offset, uint64_t count) const {
+        if (count > bytes_.size() || !lies(offset, count * 2))
+            return true;
+        for (uint64_t index = 0; index < count; ++index) {
+            if (number(offset + index * 2, 2) == 0)
+                return true;
+        }
+        return false;
     }
 
     /// A count that did not fit into the marker stands behind it as an integer object.

@@ -5,8 +5,8 @@
 namespace qvx::platform {
 
 /// Whether a property list may be given to the library's recursive code: its arrays and dictionaries nest at
-/// most 512 deep, and a binary one refers only to itself, in no circle, and does not unfold to more than a
-/// bounded size. Says nothing about whether it is well formed otherwise.
+/// most 512 deep, and a binary one refers only to itself, in no circle, does not unfold to more than a
+/// bounded size and has no key with a NUL. Says nothing about whether it is well formed otherwise.
 [[nodiscard]] bool isSafePropertyList(std::string_view bytes);
 
 /// Whether the bytes are a binary property list (the others are XML).

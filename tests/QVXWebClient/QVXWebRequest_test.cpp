@@ -11,7 +11,6 @@ namespace qvx {
 namespace {
 
 using platform::Data;
-using platform::Dictionary;
 using platform::Value;
 
 std::shared_ptr<QVXWebRequest> makeRequest() {

@@ -68,8 +68,8 @@ class ArgumentsTest(EndToEndTest):
         shutil.rmtree(self.app.dsym)
         warning = (
             "warning: DEBUG_INFORMATION_FORMAT should be set to dwarf-with-dsym for all configurations. This "
-            "could also be a timing issue, make sure the Vendra run script build phase is the last build phase "
-            "and no other scripts have moved the dSYM from the location Xcode generated it. Unable to process "
+            "could also be a timing issue, make sure the Vendra run script build phase is the last build "
+            "phase and no other scripts have moved the dSYM from the location Xcode generated it. Unable to process "
             f"{self.app.dsym.name} at path {self.app.dsym}\n"
             "Make sure your project build settings are generating a dSYM file.\n\n\n")
         rows = [((), None, True), (("no-warn-missing-dsym",), None, False),

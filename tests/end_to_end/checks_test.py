@@ -40,8 +40,8 @@ class EnvironmentTest(EndToEndTest):
                 text = failure("Info.plist Error", (
                     f"Unable to process Info.plist at path {self.app.products}/{path}\n"
                     "This could be a timing issue, make sure the Vendra run script build phase is the last "
-                    f"build phase and no other scripts have moved {wrapper or '(null)'} from the location Xcode "
-                    "generated it."))
+                    f"build phase and no other scripts have moved {wrapper or '(null)'} from the location "
+                    "Xcode generated it."))
                 present = {key: value for key, value in settings.items() if value is not None}
                 self.assert_run(self.run_tool(settings=present), 1, text)
 

@@ -13,7 +13,8 @@ import zipfile
 from pathlib import Path
 
 from support import (
-    API_HOST, API_KEY, UNPRIVILEGED, UPLOAD_HOST, EndToEndTest, behaviours, finish, framework, posix_error, wait_for)
+    API_HOST, API_KEY, UNPRIVILEGED, UPLOAD_HOST, EndToEndTest, behaviours, finish, framework, posix_error,
+    wait_for)
 
 ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 MANY_FILES = 70_000  # more than the count of a zip without the 64-bit extension can tell

@@ -83,7 +83,8 @@ class SecretsTest(HandOffTest):
             unheard.bind(("127.0.0.1", 0))
             port = unheard.getsockname()[1]
             service = self.service.proxy_url.rpartition(":")[2]
-            for address in (f"127.0.0.1:{port}", f"{64 * 'a'}.example:1", f"127.0.0.1:{service}"):
+            for address in (f"127.0.0.1:{port}", f"127.0.0.1:{service}", f"{64 * 'a'}.example:1", "[bad",
+                            "bad:x"):
                 with self.subTest(address):
                     self.service.at_connect(behaviours.refuse(407))
                     self.settings["HTTPS_PROXY"] = f"http://user:{PASSWORD}@{address}"

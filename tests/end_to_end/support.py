@@ -25,7 +25,7 @@ API_KEY = "0123456789abcdef0123456789abcdef01234567"
 BUILD_SECRET = "0123456789abcdef" * 4
 BANNER = "Vendra.framework/run 1.3.18"
 # Only keeps a hanging child from hanging the tests; no test may depend on it.
-SAFETY_TIMEOUT = 300
+SAFETY_TIMEOUT = 150
 LOG_PREFIX = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} run\[\d+:\d+\] ", re.MULTILINE)
 # A command that runs what follows it as a process that permission bits bind, as they do not bind root.
 UNPRIVILEGED = () if os.geteuid() else ("setpriv", "--bounding-set", "-dac_override,-dac_read_search")

@@ -162,6 +162,7 @@ TEST(PropertyList, BinaryOnesThatLie) {
           binary({"\xAF"s + integer64 + bigEndian(uint64_t{1} << 62, 8)}),
           binary({"\xDF"s + integer64 + bigEndian(UINT64_MAX / 2 + 1, 8)}), binary({"\xA0"s}, 0),
           binary({"\xA0"s}, uint64_t{1} << 62), binary({"\x5F\x1F"s}), binary({""s}), binary({"\xF0"s}),
+          binary({"\xD1"s + bigEndian(1, 4) + bigEndian(1, 4), "\x61\0\0"s}), // a key of one NUL
           "bplist00" + repeated(32, "\xFF")})
         expectUnreadable(bytes);
     // Each array holds the next one ten times: a few hundred bytes that would unfold to 10^20 objects.

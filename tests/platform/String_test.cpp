@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
-#include <regex>
 #include <string>
 
 #include "platform/Assert.h"
@@ -106,10 +106,12 @@ TEST(String, Paths) {
 TEST(Log, LineHasTimeProcessAndThread) {
     testing::internal::CaptureStderr();
     NSLog("%@ is %i%%", "50%@", 7);
-    const std::string line = testing::internal::GetCapturedStderr();
-    const std::regex pattern(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} run\[)" + std::to_string(::getpid()) +
-                             R"(:\d+\] 50%@ is 7%\n)");
-    EXPECT_TRUE(std::regex_match(line, pattern)) << line;
+    std::string line = testing::internal::GetCapturedStderr();
+    ASSERT_GT(line.size(), 23U);
+    const std::string process = std::to_string(::getpid()); // and the number of its main thread
+    std::replace_if(
+        line.begin(), line.begin() + 23, [](char digit) { return digit >= '0' && digit <= '9'; }, '0');
+    EXPECT_EQ(line, "0000-00-00 00:00:00.000 run[" + process + ":" + process + "] 50%@ is 7%\n");
 }
 
 TEST(AssertDeathTest, NamesThePlaceThatItWasGiven) {
