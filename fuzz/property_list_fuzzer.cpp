@@ -60,8 +60,6 @@ bool isHeld(const Value& before, const Value& after) {
         return after == Value(held(*text));
     if (before.get<std::nullptr_t>())
         return after == Value("");
-    if (const auto* date = before.get<Date>())
-        return after.get<Date>() && std::abs(after.get<Date>()->seconds - date->seconds) <= 1;
     if (const auto* real = before.get<double>(); real && std::isnan(*real))
         return after.get<double>() && std::isnan(*after.get<double>());
     if (const auto* dictionary = before.get<Dictionary>())

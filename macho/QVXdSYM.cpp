@@ -8,6 +8,15 @@
 
 namespace qvx {
 
+namespace {
+
+std::optional<platform::Value> valueOf(const platform::Bundle& bundle, std::string_view key) {
+    const platform::Value* value = bundle.infoDictionary().find(key);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+} // namespace
+
 std::shared_ptr<QVXdSYM> QVXdSYM::dSYMWithURL(const platform::URL& url) {
     return initWithURL(url);
 }
@@ -41,12 +50,12 @@ std::optional<std::string> QVXdSYM::bundleIdentifier() const {
     return identifier;
 }
 
-std::optional<std::string> QVXdSYM::bundleVersion() const {
-    return bundle_->infoDictionary().string("CFBundleVersion");
+std::optional<platform::Value> QVXdSYM::bundleVersion() const {
+    return valueOf(*bundle_, "CFBundleVersion");
 }
 
-std::optional<std::string> QVXdSYM::shortBundleVersion() const {
-    return bundle_->infoDictionary().string("CFBundleShortVersionString");
+std::optional<platform::Value> QVXdSYM::shortBundleVersion() const {
+    return valueOf(*bundle_, "CFBundleShortVersionString");
 }
 
 std::optional<platform::URL> QVXdSYM::executableURL() const {

@@ -7,6 +7,7 @@
 #include "macho/QVXMachOBinary.h"
 #include "platform/Bundle.h"
 #include "platform/URL.h"
+#include "platform/Value.h"
 
 namespace qvx {
 
@@ -26,10 +27,10 @@ public:
     /// when the bundle has none.
     [[nodiscard]] std::optional<std::string> bundleIdentifier() const;
 
-    /// "CFBundleVersion" and "CFBundleShortVersionString" of the Info.plist; absent when it has none or holds
-    /// something else than a text there.
-    [[nodiscard]] std::optional<std::string> bundleVersion() const;
-    [[nodiscard]] std::optional<std::string> shortBundleVersion() const;
+    /// "CFBundleVersion" and "CFBundleShortVersionString" of the Info.plist, whatever kind of value it holds
+    /// there; absent when it has none.
+    [[nodiscard]] std::optional<platform::Value> bundleVersion() const;
+    [[nodiscard]] std::optional<platform::Value> shortBundleVersion() const;
 
     /// Where the executable is; absent when it cannot be opened.
     [[nodiscard]] std::optional<platform::URL> executableURL() const;

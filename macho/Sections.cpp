@@ -9,6 +9,7 @@ namespace qvx::macho {
 
 namespace {
 
+constexpr uint64_t segmentName = 8;
 constexpr char textSegment[] = "__TEXT";
 constexpr uint64_t nameSize = 16;
 
@@ -68,6 +69,8 @@ void QVXMachOSliceGetSectionByName(const QVXMachOSlice* slice, const char* name,
     QVXMachOSliceEnumerateLoadCommands(&walked, [&](uint32_t cmd, uint32_t cmdsize, const void* command) {
         const ByteReader segment(command, cmdsize);
         if (found || cmd != layout.cmd)
+            return;
+        if (!nameIs(segment, segmentName, textSegment) && !nameIs(segment, segmentName, ""))
             return;
         if (const auto section = findSection(segment, layout, name)) {
             found = true;

@@ -8,6 +8,7 @@
 
 #include "platform/AtomicFile.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Termination.h"
 
 namespace qvx::platform {
 
@@ -27,11 +28,13 @@ bool writeAll(int descriptor, std::string_view bytes) {
 
 std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_view path) {
     const std::string target(path);
-    std::string temporary = target + ".XXXXXX";
-    const FileDescriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));
+    std::string temporary = target.substr(0, target.rfind('/') + 1) + ".qvx-XXXXXX";
+    const Termination::Deferral deferral; // or a signal could leave the temporary file behind
+    FileDescriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!descriptor)
         return posixError(errno, path);
-    if (writeAll(descriptor.get(), bytes) && ::rename(temporary.c_str(), target.c_str()) == 0)
+    if (writeAll(descriptor.get(), bytes) && descriptor.close() &&
+        ::rename(temporary.c_str(), target.c_str()) == 0)
         return std::nullopt;
     const Error error = posixError(errno, path);
     ::unlink(temporary.c_str());

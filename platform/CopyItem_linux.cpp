@@ -74,14 +74,14 @@ Failure copyFile(const struct stat& status, const Place& source, const Place& de
         ::openat(source.folder, source.name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!input)
         return posixError(errno, source.path);
-    const FileDescriptor output(::openat(destination.folder, destination.name.c_str(),
-                                         O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    FileDescriptor output(::openat(destination.folder, destination.name.c_str(),
+                                   O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!output)
         return posixError(errno, destination.path);
     if (!copyContents(input.get(), output.get()) || ::fchmod(output.get(), status.st_mode & 07777) != 0)
         return posixError(errno, destination.path);
     const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
-    if (::futimens(output.get(), times.data()) != 0)
+    if (::futimens(output.get(), times.data()) != 0 || !output.close())
         return posixError(errno, destination.path);
     return std::nullopt;
 }

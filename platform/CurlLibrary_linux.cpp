@@ -1,5 +1,7 @@
 #include "platform/CurlLibrary_linux.h"
 
+#include <cstdlib>
+
 #include "platform/DynamicLibrary_linux.h"
 
 namespace qvx::platform {
@@ -27,6 +29,8 @@ const CurlLibrary* loadLibrary() {
     auto* library = new CurlLibrary;
     const DynamicLibrary file("libcurl.so.4");
     decltype(&curl_global_init) globalInit = nullptr;
+    // libcurl would write the keys of every connection, and so the secrets within, to the file that it names.
+    ::unsetenv("SSLKEYLOGFILE");
     if (!file)
         library->failure = "the library libcurl.so.4 is not installed";
     else if (!file.find("curl_global_init", globalInit) || !findAll(file, *library))

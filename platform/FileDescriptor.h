@@ -24,6 +24,9 @@ public:
     /// Gives the descriptor away without closing it.
     int release() { return std::exchange(descriptor_, -1); }
 
+    /// Closes the descriptor; false, with errno set, when the system says only now that a write failed.
+    [[nodiscard]] bool close() { return ::close(release()) == 0; }
+
     void reset() {
         if (descriptor_ >= 0)
             ::close(std::exchange(descriptor_, -1));

@@ -39,7 +39,7 @@ std::optional<std::string> firstEntryBelowDirectory(std::string_view path);
 /// The current directory, as the kernel names it.
 [[nodiscard]] std::string currentDirectoryPath();
 
-/// `path` with every symbolic link in it resolved; `path` itself when that fails.
+/// `path` with every symbolic link in it resolved; `path` itself when that fails or it is not absolute.
 [[nodiscard]] std::string stringByResolvingSymlinksInPath(std::string_view path);
 
 /// The user's caches directory: XDG_CACHE_HOME when that is an absolute path, else `.cache` in the home

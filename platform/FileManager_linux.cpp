@@ -86,6 +86,8 @@ std::string currentDirectoryPath() {
 }
 
 std::string stringByResolvingSymlinksInPath(std::string_view path) {
+    if (!path.starts_with('/'))
+        return std::string(path);
     const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(std::string(path).c_str(), nullptr),
                                                                &std::free);
     return resolved ? std::string(resolved.get()) : std::string(path);

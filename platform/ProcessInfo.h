@@ -28,7 +28,7 @@ private:
     Variables variables_;
 };
 
-/// The user's home directory: HOME when set, else the account's.
+/// The user's home directory: HOME when that is an absolute path, else the account's.
 [[nodiscard]] std::string homeDirectory();
 
 /// A new UUID in the platform's form: upper-case hexadecimal digits in groups of 8-4-4-4-12.

@@ -1,8 +1,10 @@
 #include <glib.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <memory>
 
 #include "platform/ProcessInfo.h"
@@ -26,7 +28,11 @@ std::optional<std::string> Environment::value(std::string_view name) const {
 }
 
 std::string homeDirectory() {
-    return g_get_home_dir();
+    const char* home = std::getenv("HOME");
+    if (home && home[0] == '/')
+        return home;
+    const passwd* account = ::getpwuid(::getuid());
+    return account ? account->pw_dir : "/";
 }
 
 std::string createUUIDString() {

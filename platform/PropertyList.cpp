@@ -16,6 +16,8 @@ namespace {
 /// More than any Info.plist, little enough to be read at once.
 constexpr size_t maximumFileSize = size_t{16} << 20;
 
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
 using Node = std::unique_ptr<void, decltype(&plist_free)>;
 
 Value valueOfNode(plist_t node);
@@ -58,9 +60,8 @@ Value arrayOfNode(plist_t node) {
 
 Value dateOfNode(plist_t node) {
     int32_t seconds = 0;
-    int32_t microseconds = 0;
-    plist_get_date_val(node, &seconds, &microseconds);
-    return Date{static_cast<double>(seconds) + static_cast<double>(microseconds) / 1e6};
+    plist_get_date_val(node, &seconds, nullptr);
+    return Date{static_cast<double>(seconds)};
 }
 
 Value valueOfNode(plist_t node) {
@@ -151,7 +152,9 @@ plist_t nodeOfValue(const Value& value) {
 } // namespace
 
 Result<Value> propertyListWithData(const Data& data) {
-    const std::string bytes = data.string();
+    std::string bytes = data.string();
+    if (bytes.starts_with(byteOrderMark))
+        bytes.erase(0, byteOrderMark.size()); // which the library takes for text in front of the XML
     if (bytes.size() > maximumFileSize)
         return propertyListReadError("The property list is too large.");
     if (!isSafePropertyList(bytes))

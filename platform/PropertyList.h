@@ -10,7 +10,8 @@
 namespace qvx::platform {
 
 /// Parses a property list, XML or binary. What cannot be parsed, or nests deeper than 512, gives an error of
-/// the domain NSCocoaErrorDomain with code 3840.
+/// the domain NSCocoaErrorDomain with code 3840. Dates are read to the whole second, those more than 68 years
+/// from 2001 wrongly.
 Result<Value> propertyListWithData(const Data& data);
 
 /// The dictionary in the property-list file at `path` (UTF-8); absent when the file cannot be read, is no

@@ -27,6 +27,9 @@ public:
     /// than the time between two calls.
     [[nodiscard]] bool isIdle();
 
+    /// Starts the patience anew, for another request of the same exchange.
+    void restart() { lastMove_ = Clock::now(); }
+
     /// Milliseconds after which `isIdle` wants to be called again.
     [[nodiscard]] int pollInterval() const { return interval_; }
 

@@ -214,13 +214,14 @@ CurlList URLExchange::headerList() const {
 
 std::optional<Error> URLExchange::performHop() {
     head_ = {};
+    activity_.restart();
     failure_.reset();
     detail_[0] = '\0';
     setHop();
     const CURLcode code = transfer();
     if (canceller_.isCancelled())
         return urlError(URLErrorCode::unknown);
-    if (code == CURLE_OK || (next_ && code != CURLE_OPERATION_TIMEDOUT))
+    if (code == CURLE_OK || next_)
         return std::nullopt;
     if (!head_.isComplete() && head_.response())
         observer_.exchangeDidReceiveResponse(*head_.response());

@@ -9,6 +9,8 @@ bool debugMode = false;
 
 void logText(std::string_view text) {
     std::fputs(std::string(text).c_str(), stdout);
+    // What was said must not be lost when a signal or an abort ends the process.
+    std::fflush(stdout);
 }
 
 void QVXLogXcodeWarningAtPathNonVariadic(const std::optional<std::string>& path, uint64_t line,

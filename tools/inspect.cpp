@@ -38,6 +38,10 @@ std::string quoted(std::optional<std::string_view> text) {
     return result + '"';
 }
 
+std::optional<std::string> textOf(const std::optional<platform::Value>& value) {
+    return value ? std::optional(value->description()) : std::nullopt;
+}
+
 template <class Items, class ToJSON>
 std::string array(const Items& items, ToJSON toJSON) {
     std::string result = "[";
@@ -91,8 +95,8 @@ std::string describe(std::string_view path, const QVXdSYM& dSYM) {
     return object({
         {"path", quoted(path)},
         {"bundleIdentifier", quoted(dSYM.bundleIdentifier())},
-        {"bundleVersion", quoted(dSYM.bundleVersion())},
-        {"shortBundleVersion", quoted(dSYM.shortBundleVersion())},
+        {"bundleVersion", quoted(textOf(dSYM.bundleVersion()))},
+        {"shortBundleVersion", quoted(textOf(dSYM.shortBundleVersion()))},
         {"executablePath", quoted(dSYM.executablePath())},
         {"executable", dSYM.binary() != nullptr ? describe(dSYM.binary()->path(), *dSYM.binary()) : "null"},
     });

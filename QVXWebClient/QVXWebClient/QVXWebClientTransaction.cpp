@@ -59,6 +59,9 @@ void QVXWebClientTransaction::startConnection() {
 
 void QVXWebClientTransaction::syncStartConnection() {
     const platform::URLRequest request = request_->URLRequest();
+    if (connection_)
+        platform::assertionFailed("_connection == nil", "-[QVXWebClientTransaction syncStartConnection]",
+                                  sourceFile, 113);
     response_->setRequestURL(request.URL);
     platform::Exchange exchange = platform::sendSynchronousRequest(request);
     response_->setError(std::move(exchange.error));

@@ -72,6 +72,19 @@ class DiskTest(EndToEndTest):
                 self.assert_run(result, 0, f"Could not delete zipped dSYM at path {found[-1]} "
                                 f"{posix_error(code, found[-1])}{self.uploaded()}")
 
+    def test_a_zip_that_shrinks_while_it_is_sent(self):
+        (self.app.dsym / "large").write_bytes(os.urandom(8_000_000))
+
+        def behave(connection, exchange):
+            os.truncate(next(self.app.products.glob("*.zip")), 0)
+            behaviours.reply(201)(connection, exchange)
+
+        self.service.answer(behave, host=UPLOAD_HOST)
+        self.assert_run(self.run_tool(), 1,
+                        "error: Vendra: A file became shorter or unreadable while it was read. Make sure the "
+                        "Vendra run script build phase is the last build phase.\n")
+        self.assert_no_zip_left()
+
     def test_an_artifact_is_never_half_written(self):
         path = self.folder / "artifact.plist"
         path.write_text("old")

@@ -35,7 +35,9 @@ class SecretsTest(HandOffTest):
 
     def run_with_secrets(self):
         """Runs the tool with debug lines and a careless umask; nothing that it prints may hold a secret."""
+        self.settings["SSLKEYLOGFILE"] = str(self.folder / "session-keys")
         result = self.run_tool(KEY, SECRET, "-debug", "YES", umask=0)
+        self.assertFalse((self.folder / "session-keys").exists())
         self.assertEqual([], secrets_in(result.stdout + result.stderr), result)
         return result
 

@@ -158,7 +158,8 @@ TEST(DSYM, OpensTheFirstEntryOfTheDWARFFolder) {
 TEST(DSYM, TellsIdentifierAndVersionsOfItsInfoPlist) {
     struct Row {
         std::string items;
-        std::optional<std::string> identifier, version, shortVersion;
+        std::optional<std::string> identifier;
+        std::optional<platform::Value> version, shortVersion;
     };
     const auto item = [](const std::string& key, const std::string& value) {
         return "<key>" + key + "</key>" + value;
@@ -173,7 +174,7 @@ TEST(DSYM, TellsIdentifierAndVersionsOfItsInfoPlist) {
              {item("CFBundleIdentifier", "<string>com.apple.Xcode.dsym.com.example</string>") +
                   item("CFBundleVersion", "<integer>241</integer>"),
               "com.apple.Xcode.dsym.com.example",
-              {},
+              241,
               {}},
              {item("CFBundleIdentifier", "<string>com.apple.xcode.dsym.</string>"), "", {}, {}}}) {
         folder.write("Contents/Info.plist",

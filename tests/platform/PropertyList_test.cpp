@@ -104,6 +104,7 @@ TEST(PropertyList, ErrorsAndOtherRoots) {
           "<plist><array><string>&unknown;</string></array></plist>"s})
         expectUnreadable(bytes);
     EXPECT_EQ(*read("<plist version='1.0'><string>a</string></plist>"), Value("a"));
+    EXPECT_EQ(*read("\xEF\xBB\xBF<plist><string>a</string></plist>"), Value("a"));
     const TemporaryFolder folder;
     EXPECT_FALSE(dictionaryWithContentsOfFile(folder.file("array", "<plist><array/></plist>")));
     EXPECT_FALSE(dictionaryWithContentsOfFile(folder.path()));
