@@ -12,12 +12,10 @@ TEST(DeploymentTarget, OldestIOSVersion) {
         uint32_t major, minor;
         std::optional<std::string> setting;
         bool unsupported;
-    } rows[] = {
-        {6, 0, {}, false},    {5, 9, "8.0", true},    {UINT32_MAX, 0, "5.0", false},
-        {0, 0, {}, true},     {0, 0, "", true},       {0, 9, "5.1.1", true},
-        {0, 0, "6.0", false}, {0, 0, "latest", true}, {0, 0, " 12.4", false},
-        {0, 0, "-7", true},   {7, 0, "x", false},     {1, 6, "8", true},
-    };
+    } rows[] = {{6, 0, {}, false},    {5, 9, "8.0", true},    {UINT32_MAX, 0, "5.0", false},
+                {0, 0, {}, true},     {0, 0, "", true},       {0, 9, "5.1.1", true},
+                {0, 0, "6.0", false}, {0, 0, "latest", true}, {0, 0, " 12.4", false},
+                {0, 0, "-7", true},   {7, 0, "x", false},     {1, 6, "8", true}};
     for (const auto& row : rows) {
         Environment::Variables variables;
         if (row.setting)
@@ -44,13 +42,11 @@ TEST(Host, SearchPaths) {
     const struct {
         const char* setting;
         Paths paths;
-    } rows[] = {
-        {"", {""}},
-        {"a \"b c\"", {"a", "b", "c"}},
-        {" a  b ", {"", "a", "", "b", ""}},
-        {"\"\" \"/é\"", {"", "/é"}},
-        {"a\tb", {"a\tb"}},
-    };
+    } rows[] = {{"", {""}},
+                {"a \"b c\"", {"a", "b", "c"}},
+                {" a  b ", {"", "a", "", "b", ""}},
+                {"\"\" \"/é\"", {"", "/é"}},
+                {"a\tb", {"a\tb"}}};
     for (const auto& row : rows)
         EXPECT_EQ(searchPathsToArray(row.setting), row.paths) << row.setting;
 }

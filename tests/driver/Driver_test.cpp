@@ -28,14 +28,12 @@ TEST(Arguments, KeyAndSecret) {
     const struct {
         std::string argument;
         bool isKey, isSecret;
-    } rows[] = {
-        {repeated(40, "k"), true, false},  {repeated(39, "k"), false, false},
-        {repeated(41, "k"), false, false}, {repeated(20, "😀"), true, false},
-        {repeated(40, "é"), true, false},  {repeated(39, "k") + "\xFF", false, false},
-        {repeated(64, "s"), false, true},  {repeated(65, "s"), false, false},
-        {repeated(32, "é"), false, true},  {repeated(63, "s") + "\xC3", false, false},
-        {repeated(16, "😀"), false, true},  {"", false, false},
-    };
+    } rows[] = {{repeated(40, "k"), true, false},  {repeated(39, "k"), false, false},
+                {repeated(41, "k"), false, false}, {repeated(20, "😀"), true, false},
+                {repeated(40, "é"), true, false},  {repeated(39, "k") + "\xFF", false, false},
+                {repeated(64, "s"), false, true},  {repeated(65, "s"), false, false},
+                {repeated(32, "é"), false, true},  {repeated(63, "s") + "\xC3", false, false},
+                {repeated(16, "😀"), false, true},  {"", false, false}};
     for (const auto& row : rows) {
         const char* argv[] = {"run", "key", row.argument.c_str(), "more"};
         EXPECT_EQ(apiKeyFromArgument(argv[2]).has_value(), row.isKey) << row.argument;

@@ -10,6 +10,7 @@
 
 #include "platform/Data.h"
 #include "platform/ProcessInfo.h"
+#include "platform/String.h"
 #include "tests/platform/TemporaryFolder.h"
 
 namespace qvx::platform {
@@ -84,11 +85,9 @@ TEST(FileManager, ACopyThatCannotBe) {
     const struct {
         const char *source, *destination;
         int code;
-    } rows[] = {
-        {"file", "folder", EEXIST}, {"file", "file", EEXIST}, {"folder", "folder", EEXIST},
-        {"file", "link", EEXIST},   {"link", "file", EEXIST}, {"missing", "new", ENOENT},
-        {"file", "no/new", ENOENT}, {"fifo", "new", ENOTSUP},
-    };
+    } rows[] = {{"file", "folder", EEXIST}, {"file", "file", EEXIST}, {"folder", "folder", EEXIST},
+                {"file", "link", EEXIST},   {"link", "file", EEXIST}, {"missing", "new", ENOENT},
+                {"file", "no/new", ENOENT}, {"fifo", "new", ENOTSUP}};
     for (const auto& row : rows) {
         const auto error = FileManager::copyItemAtPath(folder.path(row.source), folder.path(row.destination));
         ASSERT_TRUE(error) << row.source;
@@ -145,7 +144,7 @@ TEST(FileManager, CachesDirectory) {
     EXPECT_EQ(FileManager::cachesDirectory(), "/somewhere");
     for (const char* ignored : {"", "relative"}) {
         ::setenv("XDG_CACHE_HOME", ignored, 1);
-        EXPECT_EQ(FileManager::cachesDirectory(), homeDirectory() + "/.cache");
+        EXPECT_EQ(FileManager::cachesDirectory(), stringByAppendingPathComponent(homeDirectory(), ".cache"));
     }
     ::setenv("XDG_CACHE_HOME", before.c_str(), 1);
 }

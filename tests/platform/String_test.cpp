@@ -32,26 +32,24 @@ TEST(String, BooleanAndIntegerOfText) {
         const char* text;
         bool boolean;
         int32_t integer;
-    } const rows[] = {
-        {"", false, 0},
-        {"YES", true, 0},
-        {"yes", true, 0},
-        {"True", true, 0},
-        {"no", false, 0},
-        {"  \t+001x", true, 1},
-        {"-9", true, -9},
-        {"0000", false, 0},
-        {"-0y", true, 0},
-        {"a1", false, 0},
-        {"++1", false, 0},
-        {"+ 1", false, 0},
-        {"8.4", true, 8},
-        {"2147483648", true, INT32_MAX},
-        {"-2147483649", true, INT32_MIN},
-        {"99999999999999999999999", true, INT32_MAX},
-        {"0x10", false, 0},
-        {"\n12,5", true, 12},
-    };
+    } const rows[] = {{"", false, 0},
+                      {"YES", true, 0},
+                      {"yes", true, 0},
+                      {"True", true, 0},
+                      {"no", false, 0},
+                      {"  \t+001x", true, 1},
+                      {"-9", true, -9},
+                      {"0000", false, 0},
+                      {"-0y", true, 0},
+                      {"a1", false, 0},
+                      {"++1", false, 0},
+                      {"+ 1", false, 0},
+                      {"8.4", true, 8},
+                      {"2147483648", true, INT32_MAX},
+                      {"-2147483649", true, INT32_MIN},
+                      {"99999999999999999999999", true, INT32_MAX},
+                      {"0x10", false, 0},
+                      {"\n12,5", true, 12}};
     for (const auto& row : rows) {
         EXPECT_EQ(boolValue(row.text), row.boolean) << row.text;
         EXPECT_EQ(integerValue(row.text), row.integer) << row.text;
@@ -68,7 +66,7 @@ TEST(String, UTF8) {
         {"\xC3", "\uFFFD", 1},
         {"a\xFF\0\xC0\x80z"s, "a\uFFFD\0\uFFFD\uFFFDz"s, 6}, // overlong
         {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", 3},           // a surrogate
-        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD", 4}, // past the last character
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD", 4}  // past the last character
     };
     for (const auto& row : rows) {
         EXPECT_EQ(validUTF8(row.text), row.valid);
@@ -84,17 +82,15 @@ TEST(String, UTF8) {
 TEST(String, Paths) {
     struct {
         const char *path, *component, *joined, *extension;
-    } const rows[] = {
-        {"/a", "b.dSYM", "/a/b.dSYM", "dSYM"},
-        {"/a//", "/b.x/", "/a/b.x", "x"},
-        {"/", "b", "/b", ""},
-        {"", "b.tar.gz", "b.tar.gz", "gz"},
-        {"a.b", "c", "a.b/c", ""},
-        {"/a", "", "/a", ""},
-        {"/", "", "/", ""},
-        {"a", ".x", "a/.x", ""},
-        {"a", "b.", "a/b.", ""},
-    };
+    } const rows[] = {{"/a", "b.dSYM", "/a/b.dSYM", "dSYM"},
+                      {"/a//", "/b.x/", "/a/b.x", "x"},
+                      {"/", "b", "/b", ""},
+                      {"", "b.tar.gz", "b.tar.gz", "gz"},
+                      {"a.b", "c", "a.b/c", ""},
+                      {"/a", "", "/a", ""},
+                      {"/", "", "/", ""},
+                      {"a", ".x", "a/.x", ""},
+                      {"a", "b.", "a/b.", ""}};
     for (const auto& row : rows) {
         const std::string joined = stringByAppendingPathComponent(row.path, row.component);
         EXPECT_EQ(joined, row.joined);
