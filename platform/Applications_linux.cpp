@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <gio/gdesktopappinfo.h>
 
-#include <cstdlib>
+#include <map>
 #include <memory>
 
 #include "platform/Applications.h"
@@ -20,13 +20,11 @@ struct GIO {
     decltype(::g_app_info_get_executable)* executable = nullptr;
     decltype(::g_desktop_app_info_launch_uris_as_manager_with_fds)* launch = nullptr;
     decltype(::g_find_program_in_path)* findProgram = nullptr;
-    decltype(::g_object_unref)* unref = nullptr;
     decltype(::g_free)* free = nullptr;
     bool complete = library.find("g_app_info_get_default_for_uri_scheme", defaultForScheme) &&
                     library.find("g_app_info_get_executable", executable) &&
                     library.find("g_desktop_app_info_launch_uris_as_manager_with_fds", launch) &&
-                    library.find("g_find_program_in_path", findProgram) &&
-                    library.find("g_object_unref", unref) && library.find("g_free", free);
+                    library.find("g_find_program_in_path", findProgram) && library.find("g_free", free);
 };
 
 const GIO& gio() {
@@ -34,12 +32,17 @@ const GIO& gio() {
     return instance;
 }
 
-using Application = std::unique_ptr<GAppInfo, void (*)(GAppInfo*)>;
-
-Application defaultApplication(const URL& url) {
+/// The default application for the scheme of `url`, null when there is none. Looked up once in the life of
+/// the process, which is also as long as it is kept: GIO reads the folders of all applications for it.
+GAppInfo* defaultApplication(const URL& url) {
+    static std::map<std::string, GAppInfo*> applications;
     const std::optional<std::string> scheme = url.scheme();
-    GAppInfo* info = scheme && gio().complete ? gio().defaultForScheme(scheme->c_str()) : nullptr;
-    return {info, [](GAppInfo* application) { gio().unref(application); }};
+    if (!scheme || !gio().complete)
+        return nullptr;
+    const auto [found, isNew] = applications.try_emplace(*scheme);
+    if (isNew)
+        found->second = gio().defaultForScheme(scheme->c_str());
+    return found->second;
 }
 
 /// The nearest folder above the program whose name ends in ".app".
@@ -66,23 +69,23 @@ std::optional<URL> bundleOfProgram(const char* program) {
 } // namespace
 
 std::optional<Handler> applicationForURL(const URL& url) {
-    const Application application = defaultApplication(url);
+    GAppInfo* const application = defaultApplication(url);
     if (!application)
         return std::nullopt;
-    return Handler{bundleOfProgram(gio().executable(application.get()))};
+    return Handler{bundleOfProgram(gio().executable(application))};
 }
 
 bool openURL(const URL& url) {
-    const Application application = defaultApplication(url);
+    GAppInfo* const application = defaultApplication(url);
     const FileDescriptor null(::open("/dev/null", O_RDWR | O_CLOEXEC));
     if (!application || !null)
         return false;
     std::string text = url.absoluteString();
     GList urls{text.data(), nullptr, nullptr};
     // GSpawn closes every other descriptor in the child by itself.
-    return gio().launch(reinterpret_cast<GDesktopAppInfo*>(application.get()), &urls, nullptr,
-                        G_SPAWN_SEARCH_PATH, nullptr, nullptr, nullptr, nullptr, null.get(), null.get(),
-                        null.get(), nullptr) != FALSE;
+    return gio().launch(reinterpret_cast<GDesktopAppInfo*>(application), &urls, nullptr, G_SPAWN_SEARCH_PATH,
+                        nullptr, nullptr, nullptr, nullptr, null.get(), null.get(), null.get(),
+                        nullptr) != FALSE;
 }
 
 } // namespace qvx::platform::Applications

@@ -56,12 +56,6 @@ def die(connection: Connection, _certificate: Callable) -> None:
     connection.close()
 
 
-def stall_connect(connection: Connection, _certificate: Callable) -> None:
-    """CONNECT is never answered."""
-    connection.hold()
-    connection.close()
-
-
 def stall_handshake(connection: Connection, _certificate: Callable) -> None:
     """The tunnel opens and the TLS handshake is never answered."""
     connection.send(head_of(200, []))

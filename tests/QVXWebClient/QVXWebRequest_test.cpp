@@ -17,36 +17,36 @@ std::shared_ptr<QVXWebRequest> makeRequest() {
     return QVXWebRequest::requestWithMethod("POST", "/path");
 }
 
+std::string textPart(const std::string& name, const std::string& text) {
+    return "--AaB03x\r\nContent-Disposition: form-data; name=\"" + name +
+           "\"\r\nContent-Type: text/plain\r\n\r\n" + text + "\r\n";
+}
+
+std::string filePart(const std::string& fileName, const std::string& type, const std::string& bytes) {
+    return "--AaB03x\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" + fileName +
+           "\"\r\nContent-Type: " + type + "\r\n\r\n" + bytes + "\r\n";
+}
+
 TEST(QVXWebRequest, FormDataIsTheMultipartBodyByteForByte) {
     struct Row {
         const char* what;
         void (*fill)(QVXWebRequest&);
         std::string body;
     };
-    const std::string binary("\0\r\n--\xff", 6);
+    const std::string bytes("\0\r\n--\xff", 6), binary = "\r\nContent-Transfer-Encoding: binary";
     const Row rows[] = {
-        {"text", [](QVXWebRequest& request) { request.addValueForFormField("Ä\n", "app_name"); },
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"app_name\"\r\nContent-Type: text/plain\r\n\r\n"
-         "Ä\n\r\n"},
         {"file between texts",
          [](QVXWebRequest& request) {
              request.addValueForFormField("", "a[]");
              request.addData(Data::withBytes({"\0\r\n--\xff", 6}), "application/zip", "x.zip", "file");
-             request.addValueForFormField("2", "b");
+             request.addValueForFormField("Ä\n", "b");
          },
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"a[]\"\r\nContent-Type: text/plain\r\n\r\n\r\n"
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"file\"; filename=\"x.zip\"\r\n"
-         "Content-Type: application/zip\r\nContent-Transfer-Encoding: binary\r\n\r\n" +
-             binary +
-             "\r\n--AaB03x\r\nContent-Disposition: form-data; name=\"b\"\r\nContent-Type: "
-             "text/plain\r\n\r\n2\r\n"},
+         textPart("a[]", "") + filePart("x.zip", "application/zip" + binary, bytes) + textPart("b", "Ä\n")},
         {"no MIME type, so no file name",
          [](QVXWebRequest& request) { request.addData(Data(), std::nullopt, "x.zip", "file"); },
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"file\"; filename=\"(null)\"\r\n"
-         "Content-Type: application/octet-stream\r\n\r\n\r\n"},
+         filePart("(null)", "application/octet-stream", "")},
         {"no file name", [](QVXWebRequest& request) { request.addData(Data(), "a/b", std::nullopt, "file"); },
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"file\"; filename=\"(null)\"\r\n"
-         "Content-Type: a/b\r\nContent-Transfer-Encoding: binary\r\n\r\n\r\n"},
+         filePart("(null)", "a/b" + binary, "")},
         {"dictionaries; what is neither text nor data is skipped",
          [](QVXWebRequest& request) {
              request.addValueForFormFromDict({{"z", "1"}, {"n", 2}, {"l", Value::Array{"x"}}});
@@ -54,9 +54,7 @@ TEST(QVXWebRequest, FormDataIsTheMultipartBodyByteForByte) {
              request.addValueForFormField(std::nullopt, "absent");
              request.setFormData({{"f", "4"}});
          },
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"[z]\"\r\nContent-Type: text/plain\r\n\r\n1\r\n"
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"p[a]\"\r\nContent-Type: text/plain\r\n\r\n3\r\n"
-         "--AaB03x\r\nContent-Disposition: form-data; name=\"f\"\r\nContent-Type: text/plain\r\n\r\n4\r\n"},
+         textPart("[z]", "1") + textPart("p[a]", "3") + textPart("f", "4")},
         {"nothing that can be sent", [](QVXWebRequest& request) { request.addValueForFormField(1, "n"); },
          ""},
     };
@@ -71,12 +69,6 @@ TEST(QVXWebRequest, FormDataIsTheMultipartBodyByteForByte) {
         EXPECT_EQ(platform::headerField(request->customHeaders(), "Content-Type"),
                   "multipart/form-data; boundary=AaB03x");
     }
-}
-
-TEST(QVXWebRequest, WithoutFormRecordsThereIsNeitherBodyNorType) {
-    const auto request = makeRequest();
-    EXPECT_FALSE(request->URLRequest().HTTPBody);
-    EXPECT_TRUE(request->customHeaders().empty());
 }
 
 TEST(QVXWebRequest, AFilePartSharesTheBytes) {
@@ -96,8 +88,6 @@ TEST(QVXWebRequest, ParametersBecomeTheQueryInTheirOrder) {
     const auto url = request->fullURL();
     ASSERT_TRUE(url);
     EXPECT_EQ(url->absoluteString(), "https://h.example/p?old=1?b%20c=1%262&a=50%25%2F%C3%84");
-    EXPECT_EQ(QVXWebClient::escapeURLString("!*'\"();:@&=+$,/?#[] -._~Az09"),
-              "%21%2A%27%22%28%29%3B%3A%40%26%3D%2B%24%2C%2F%3F%23%5B%5D%20-._~Az09");
 }
 
 TEST(QVXWebRequest, HeadersOfTheRequestWinAndNamesAreExact) {
@@ -134,8 +124,6 @@ TEST(QVXWebClientDeathTest, ProgrammingErrorsStopTheProcess) {
 
 TEST(QVXWebResponse, SuccessIsA2xxStatusWithoutAnError) {
     QVXWebResponse response;
-    EXPECT_EQ(response.description(),
-              "{request: (null), status: 0, body: (null), error: (null), headers: (null)}");
     for (const auto& [status, success] :
          {std::pair(0, false), {199, false}, {200, true}, {299, true}, {300, false}}) {
         response.setStatusCode(static_cast<uint64_t>(status));

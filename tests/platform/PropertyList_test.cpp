@@ -1,13 +1,12 @@
 #include "platform/PropertyList.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "platform/UserDefaults.h"
 #include "tests/platform/TemporaryFolder.h"
 
 namespace qvx::platform {
@@ -105,22 +104,6 @@ TEST(PropertyList, ErrorsAndOtherRoots) {
     EXPECT_EQ(*read("\xEF\xBB\xBF<plist><string>a</string></plist>"), Value("a"));
     const TemporaryFolder folder;
     EXPECT_FALSE(dictionaryWithContentsOfFile(folder.file("array", "<plist><array/></plist>")));
-    EXPECT_FALSE(dictionaryWithContentsOfFile(folder.path()));
-    EXPECT_FALSE(dictionaryWithContentsOfFile(folder.path("missing")));
-    ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
-    EXPECT_FALSE(dictionaryWithContentsOfFile(folder.path("fifo")));
-}
-
-TEST(PropertyList, ValuesOfAnotherKindCountAsAbsent) {
-    const Dictionary dictionary{
-        {"text", " 203.1"}, {"number", 203}, {"real", 1.5}, {"list", Value::Array{"a"}}};
-    EXPECT_EQ(dictionary.string("text"), " 203.1");
-    for (const char* key : {"number", "real", "list", "missing"})
-        EXPECT_EQ(dictionary.string(key), std::nullopt) << key;
-    for (const char* key : {"text", "number"})
-        EXPECT_EQ(dictionary.integer(key), 203) << key;
-    for (const char* key : {"list", "missing"})
-        EXPECT_EQ(dictionary.integer(key), 0) << key;
 }
 
 TEST(PropertyList, NestsNoDeeperThan512) {
@@ -172,51 +155,16 @@ TEST(PropertyList, BinaryOnesThatLie) {
     expectUnreadable(binary(objects));
 }
 
-TEST(PropertyList, WhatXMLCannotHoldIsReplacedAndTheRestComesBack) {
-    struct {
-        std::string text, held;
-    } const rows[] = {{"", ""},
-                      {" \t\r\n\r ", " \t\r\n\r "},
-                      {"&amp;<]]>\"'", "&amp;<]]>\"'"},
-                      {"\x01\x1B[0m\x7F", "\uFFFD\uFFFD[0m\x7F"},
-                      {"a\0b"s, "a\uFFFD"s + "b"},
-                      {"\xC3(\xFF", "\uFFFD(\uFFFD"},
-                      {"\uFFFE\uFFFF\uFFFD", "\uFFFD\uFFFD\uFFFD"},
-                      {"😀\u0085\u2028", "😀\u0085\u2028"}};
-    for (const auto& row : rows) {
-        const Result<Value> value = read(xmlPropertyList({{row.text, "v"}, {"k", row.text}}));
-        ASSERT_TRUE(value) << row.held;
-        EXPECT_EQ(*value, Value(Dictionary{{row.held, "v"}, {"k", row.held}})) << row.held;
-    }
-}
-
-TEST(PropertyList, WritesItsOwnerAFileThatTakesThePlaceOfTheOld) {
+TEST(UserDefaults, TheFirstArgumentPairThenTheFileInTheConfigurationFolder) {
     const TemporaryFolder folder;
-    const std::string path = folder.file("Build.plist", "old");
-    ::chmod(path.c_str(), 0644);
-    EXPECT_FALSE(writeToFileAtomically({{"b", "1"}, {"a", Value::Array{2}}}, path));
-    EXPECT_EQ(dictionaryWithContentsOfFile(path), (Dictionary{{"b", "1"}, {"a", Value::Array{2}}}));
-    struct stat status {};
-    ASSERT_EQ(::stat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600U);
-    EXPECT_TRUE(writeToFileAtomically({}, folder.path("missing/Build.plist")));
-}
-
-TEST(PropertyListDeathTest, AFailedWriteLeavesWhatWasThere) {
-    const TemporaryFolder folder;
-    const std::string path = folder.file("Build.plist", "old");
-    const auto writeOnFullDisk = [&] {
-        ::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{100, 100};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        const auto error = writeToFileAtomically({{"k", std::string(5000, 'x')}}, path);
-        ::_exit(error && error->code == EFBIG ? 7 : 0);
-    };
-    EXPECT_EXIT(writeOnFullDisk(), testing::ExitedWithCode(7), "");
-    EXPECT_EQ(test::contentsOf(path), "old");
-    std::filesystem::create_directory(folder.path("Build.plist.d"));
-    EXPECT_TRUE(writeToFileAtomically({}, folder.path("Build.plist.d")));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
+    static_cast<void>(folder.file("com.quorvex.run.plist", xmlPropertyList({{"debug", 0.5}})));
+    ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    const char* argv[] = {"-debug", "NO", "key", "-debug", "no", "-debug", "yes"};
+    EXPECT_EQ(userDefault("debug", 4, argv), Value(0.5)); // neither the name nor half a pair is an option
+    EXPECT_EQ(userDefault("debug", 7, argv), Value("no"));
+    ::setenv("XDG_CONFIG_HOME", folder.path("elsewhere").c_str(), 1);
+    EXPECT_EQ(userDefault("debug", 4, argv), std::nullopt);
+    ::unsetenv("XDG_CONFIG_HOME");
 }
 
 } // namespace qvx::platform

@@ -53,7 +53,6 @@ TEST(URLEncoding, EscapesAllButUnreservedCharacters) {
         std::string text;
         const char* escaped;
     } rows[] = {{"AZaz09-._~", "AZaz09-._~"},
-                {"a/b c&d=e", "a%2Fb%20c%26d%3De"},
                 {"!*'\"();:@&=+$,/?#[] ", "%21%2A%27%22%28%29%3B%3A%40%26%3D%2B%24%2C%2F%3F%23%5B%5D%20"},
                 {"a%b%20", "a%25b%2520"},
                 {"é€😀", "%C3%A9%E2%82%AC%F0%9F%98%80"},

@@ -1,0 +1,223 @@
+"""The tool: both roads, failing checks, the copy to the cache, and the reading of binaries."""
+
+import os
+import plistlib
+import shutil
+import struct
+import subprocess
+import sys
+from collections.abc import Iterator
+from pathlib import Path
+
+import symbols
+from measure import Bench, Row, clear, megabytes, seconds, side_by_side
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tools"))
+
+import sample_app  # noqa: E402
+from local_service import SERVICE_HOSTS  # noqa: E402
+
+API_KEY = "0123456789abcdef0123456789abcdef01234567"
+UPLOAD_PATH = "/api/v3/platforms/ios/code_mappings"
+MIB = 1 << 20
+PAGE = 4096
+
+
+class Sink:
+    """The service, as fast as it can be; `environment` leads to it."""
+
+    def __init__(self, bench: Bench):
+        self._certificate = bench.folder / "sink.pem"
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+             "-days", "2", "-subj", "/CN=bench", "-keyout", self._certificate, "-out", self._certificate,
+             "-addext", "subjectAltName=" + ",".join(f"DNS:{host}" for host in SERVICE_HOSTS)],
+            check=True, capture_output=True)
+        self._program = [bench.programs / "bench_sink", self._certificate]
+
+    def __enter__(self):
+        self._process = subprocess.Popen(self._program, stdout=subprocess.PIPE, text=True)
+        self.environment = {"HTTPS_PROXY": f"http://127.0.0.1:{int(self._process.stdout.readline())}",
+                            "SSL_CERT_FILE": str(self._certificate)}
+        return self
+
+    def __exit__(self, *_exception):
+        self._process.terminate()
+        self._process.communicate()
+
+    def rate(self) -> float:
+        """Bytes a second of the next upload that arrived."""
+        while True:
+            count, elapsed, path = self._process.stdout.readline().split()
+            if path == UPLOAD_PATH:
+                return int(count) / float(elapsed)
+
+
+def _app(bench: Bench, content: Path | bytes) -> sample_app.SampleApp:
+    """A real app whose dSYM holds these symbols, or shares a file with them."""
+    (bench.folder / "app").mkdir()
+    app = sample_app.make(bench.folder / "app")
+    dwarf = symbols.dwarf_file(app.dsym)
+    if isinstance(content, Path):
+        dwarf.unlink()
+        os.link(content, dwarf)
+    else:
+        dwarf.write_bytes(content)
+    return app
+
+
+def _curl(archive: Path) -> str:
+    return (f"exec curl -sSf -F 'code_mapping[file]=@{archive};type=application/zip'"
+            f" https://{SERVICE_HOSTS[1]}{UPLOAD_PATH}")
+
+
+def direct_road(bench: Bench) -> Iterator[Row]:
+    app = _app(bench, symbols.dwarf_file(symbols.symbols()))
+    archive = bench.folder / "peer.zip"
+    with Sink(bench) as sink:
+        def ours() -> float:
+            return bench.launch(bench.framework / "run", API_KEY, directory=app.project,
+                                environment=app.environment() | sink.environment).seconds
+
+        def peer() -> float:
+            archive.unlink(missing_ok=True)
+            return bench.launch("sh", "-c", f"zip -qr {archive} {app.dsym.name} && {_curl(archive)}",
+                                directory=app.products, environment=sink.environment).seconds
+
+        runs = bench.runs(15)
+        ours_time, peer_time = side_by_side(runs, ours, peer)
+    yield Row("direct road against zip -qr, then curl -F", seconds(ours_time), seconds(peer_time),
+              peer_time / ours_time, 4.5, True, "×", runs)
+
+
+def upload(bench: Bench) -> Iterator[Row]:
+    """Of what does not shrink, so that the archive has a size that is known."""
+    app = _app(bench, os.urandom(300_000_000))
+    archive = bench.folder / "peer.zip"
+    bench.archive(app.dsym, archive)
+    runs = bench.runs(25)
+    with Sink(bench) as sink:
+        settings = app.environment() | sink.environment
+
+        def ours() -> float:
+            bench.launch(bench.framework / "run", API_KEY, directory=app.project, environment=settings)
+            return sink.rate()
+
+        def peer() -> float:
+            bench.launch("sh", "-c", _curl(archive), environment=sink.environment)
+            return sink.rate()
+
+        ours_rate, peer_rate = side_by_side(runs, ours, peer)
+        peak = max(_peak(bench, app, settings) for _ in range(3))
+    yield Row("upload alone over TLS against curl -F, rate", f"{megabytes(ours_rate)}/s",
+              f"{megabytes(peer_rate)}/s", ours_rate / peer_rate, 0.9, True, "×", runs)
+    yield Row("peak memory of run, a zip of 300 MB", f"{peak / MIB:.1f} MiB", "", peak / MIB, 48, False, " MiB", 3)
+
+
+def _peak(bench: Bench, app: sample_app.SampleApp, settings: dict[str, str]) -> int:
+    """Bytes that the tool had resident, without the archiver that it waits for. The kernel keeps the peak,
+    so that reading it often misses at most what came in the last moment."""
+    child = subprocess.Popen([bench.framework / "run", API_KEY], cwd=app.project, stdout=subprocess.DEVNULL,
+                             stderr=subprocess.DEVNULL, env=bench.environment | settings)
+    peak = 0
+    while child.poll() is None:
+        status = Path(f"/proc/{child.pid}/status").read_text()
+        if "VmHWM:" in status:  # else it has just ended
+            peak = int(status.split("VmHWM:")[1].split()[0]) * 1024
+    if child.returncode != 0 or peak == 0:
+        raise RuntimeError(f"run ended with {child.returncode}")
+    return peak
+
+
+def copy(bench: Bench) -> Iterator[Row]:
+    dsym, target = symbols.symbols(), bench.folder / "copy"
+
+    def copying(*command) -> float:
+        clear(target)
+        os.sync()  # or the disk is still busy with the copy before
+        return bench.launch(*command, dsym, target).seconds
+
+    runs = bench.runs(35)
+    ours, peer = side_by_side(runs, lambda: copying(bench.programs / "bench_copy"),
+                              lambda: copying("cp", "-a", "--reflink=auto"))
+    yield Row("copy to the cache against cp -a --reflink=auto", seconds(ours), seconds(peer), ours / peer, 1.1,
+              False, "×", runs)
+
+
+def _register_desktop_app(bench: Bench) -> dict[str, str]:
+    """Registers an app for the tool's URLs, which does nothing with them; gives the variables that say so."""
+    contents = bench.folder / "Vendra.app/Contents"
+    (contents / "MacOS").mkdir(parents=True)
+    program = Path(shutil.copy("/bin/true", contents / "MacOS/Vendra"))
+    (contents / "Info.plist").write_bytes(plistlib.dumps({"CFBundleVersion": "203"}))
+    applications = bench.folder / "data/applications"
+    applications.mkdir(parents=True)
+    (applications / "vendra.desktop").write_text(
+        f"[Desktop Entry]\nType=Application\nName=Vendra\nExec={program} %u\n"
+        "MimeType=x-scheme-handler/quorvex;\n")
+    (applications / "mimeapps.list").write_text(
+        "[Default Applications]\nx-scheme-handler/quorvex=vendra.desktop\n")
+    return {"XDG_DATA_HOME": str(applications.parent), "XDG_DATA_DIRS": str(bench.folder / "none"),
+            "XDG_CACHE_HOME": str(bench.folder / "cache")}
+
+
+def hand_off(bench: Bench) -> Iterator[Row]:
+    with open(symbols.dwarf_file(symbols.symbols()), "rb") as file:
+        app = _app(bench, file.read(1_000_000))
+    settings = app.environment() | _register_desktop_app(bench)
+
+    def ours() -> float:
+        took = bench.launch(bench.framework / "run", API_KEY, directory=app.project, environment=settings).seconds
+        if len(list((bench.folder / "cache").rglob("Build.plist"))) != 1:
+            raise RuntimeError("nothing was handed off")
+        clear(bench.folder / "cache")
+        return took
+
+    yield from _against_true(bench, "hand-off road, a dSYM of 1 MB", 6, ours)
+
+
+def failing_checks(bench: Bench) -> Iterator[Row]:
+    run = bench.framework / "run"
+    yield from _against_true(bench, "failing check, no arguments", 3, lambda: bench.launch(run, status=1).seconds)
+    yield from _against_true(bench, "failing check, a missing setting", 3,
+                             lambda: bench.launch(run, API_KEY, status=1).seconds)
+
+
+def _against_true(bench: Bench, what: str, target: float, ours) -> Iterator[Row]:
+    runs = bench.runs(401)
+    ours_time, peer_time = side_by_side(runs, ours, lambda: bench.launch("/bin/true").seconds)
+    yield Row(f"{what}, against /bin/true", seconds(ours_time), seconds(peer_time), ours_time / peer_time, target,
+              False, "×", runs)
+
+
+def open_binary(bench: Bench) -> Iterator[Row]:
+    file = bench.folder / "fat"
+    headers = _write_large_binary(_app(bench, b"").executable, file)
+    runs = bench.runs(10001)
+    printed = subprocess.run([bench.programs / "bench_open", file, str(runs)], check=True, capture_output=True)
+    time, *touched = map(int, printed.stdout.split())
+    yield Row("opening 500 MB with two slices, listing UUIDs", f"{time / 1e3:.1f} µs", "", time / 1e3, 100, False,
+              " µs", runs)
+    yield Row("pages of it that were touched; target: that hold headers", str(len(touched)), "", len(touched),
+              len(headers.intersection(touched)), False, "", 1)
+
+
+def _write_large_binary(small: Path, large: Path) -> set[int]:
+    """Spreads the two slices over 500 MB; returns the numbers of the pages that hold headers."""
+    content = small.read_bytes()
+    count = struct.unpack_from(">I", content, 4)[0]
+    room = 500_000_000 // count // 16384 * 16384
+    headers = {0}
+    with open(large, "wb") as file:
+        file.truncate(16384 + count * room)
+        file.write(content[:8])
+        for index in range(count):
+            cpu, subtype, offset, size, align = struct.unpack_from(">5I", content, 8 + 20 * index)
+            start = 16384 + index * room
+            file.seek(8 + 20 * index)
+            file.write(struct.pack(">5I", cpu, subtype, start, room, align))
+            file.seek(start)
+            file.write(content[offset:offset + size])
+            commands = struct.unpack_from("<I", content, offset + 20)[0]
+            headers |= set(range(start // PAGE, (start + 32 + commands - 1) // PAGE + 1))
+    return headers
