@@ -21,14 +21,14 @@ UNITS = 45
 RECORDS_PER_UNIT = 30
 LEAST_BYTES = 200_000_000
 
-# The C++ library of this machine, made to compile for another one.
+# The C++ library of this machine, made to compile for another one. Optimised, as released apps are.
 COMPILE = [
     "clang++-14", "-target", "arm64-apple-ios7", "-std=c++20", "-nostdinc",
     "-isystem", "/usr/include/c++/12", "-isystem", "/usr/include/x86_64-linux-gnu/c++/12",
     "-isystem", "/usr/lib/llvm-14/lib/clang/14.0.6/include",
     "-isystem", "/usr/include/x86_64-linux-gnu", "-isystem", "/usr/include",
     "-D__x86_64__", "-D__linux__", "-D_GNU_SOURCE", "-U__nonnull", "-D__builtin_ia32_pause()=((void)0)",
-    "-g", "-c"]
+    "-O1", "-g", "-c"]
 
 HEADERS = ("algorithm", "deque", "functional", "list", "map", "memory", "optional", "set", "string", "unordered_map",
            "utility", "variant", "vector")
@@ -67,8 +67,9 @@ def symbols() -> Path:
     cache = _cache()
     folder = cache / hashlib.sha256(Path(__file__).read_bytes()).hexdigest()[:16]
     if not folder.exists():
-        shutil.rmtree(cache, ignore_errors=True)  # what an earlier generator made
-        cache.mkdir(parents=True)
+        cache.mkdir(parents=True, exist_ok=True)
+        for old in cache.glob("[0-9a-f]" * 16):  # made by an earlier generator
+            shutil.rmtree(old)
         with tempfile.TemporaryDirectory(prefix="making-", dir=cache) as making:
             _make(Path(making))
             (Path(making) / "kept").rename(folder)
