@@ -15,6 +15,8 @@
 namespace qvx {
 namespace {
 
+constexpr uint64_t kLateSize = 2 * kBlockSize;
+
 class Archiver {
 public:
     Archiver(const std::string& destination, TreeWalker& walker, BlockPipeline& pipeline, OutputFile& output,
@@ -41,7 +43,8 @@ private:
         uint64_t offset = 0;
         do {
             const uint64_t rest = entry->size - offset;
-            const auto length = static_cast<size_t>(std::min<uint64_t>(rest, kBlockSize));
+            const size_t wanted = rest > kLateSize ? kBlockSize : kLateBlockSize;
+            const auto length = static_cast<size_t>(std::min<uint64_t>(rest, wanted));
             const BlockPlace place = length < rest ? BlockPlace::Inner
                                      : offset > 0  ? BlockPlace::Last
                                                    : BlockPlace::Only;

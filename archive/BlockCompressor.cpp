@@ -19,32 +19,37 @@ size_t storedSize(size_t size) {
     return size + (size + kStoredMost - 1) / kStoredMost * kStoredHeader;
 }
 
-void store(std::span<const uint8_t> input, bool isFinal, std::vector<uint8_t>& output) {
-    output.clear();
+void append(std::span<const uint8_t> bytes, std::vector<uint8_t>& output) {
+    output.insert(output.end(), bytes.begin(), bytes.end());
+}
+
+void appendStored(std::span<const uint8_t> input, bool isFinal, std::vector<uint8_t>& output) {
     while (!input.empty()) {
         const size_t length = std::min(input.size(), kStoredMost);
         const auto low = static_cast<uint8_t>(length), high = static_cast<uint8_t>(length >> 8);
         const bool isLast = isFinal && length == input.size();
         output.insert(output.end(), {static_cast<uint8_t>(isLast), low, high, static_cast<uint8_t>(~low),
                                      static_cast<uint8_t>(~high)});
-        output.insert(output.end(), input.begin(), input.begin() + static_cast<ptrdiff_t>(length));
+        append(input.first(length), output);
         input = input.subspan(length);
     }
 }
 
+bool endsWith(std::span<const uint8_t> stream, const std::optional<FinalBlock>& last) {
+    return last && (last->endBit + 7) / 8 == stream.size();
+}
+
 /// Makes a whole stream one that can be continued: not final, and ending on a byte.
-bool openEnd(std::vector<uint8_t>& stream) {
-    const std::optional<FinalBlock> last = findFinalBlock(stream);
-    if (!last || (last->endBit + 7) / 8 != stream.size())
-        return false;
-    stream[last->headerBit / 8] &= static_cast<uint8_t>(~(1u << last->headerBit % 8));
-    if (last->endBit % 8 == 0)
-        return true;
+void appendOpen(std::span<const uint8_t> stream, const FinalBlock& last, std::vector<uint8_t>& output) {
+    const size_t start = output.size();
+    append(stream, output);
+    output[start + last.headerBit / 8] &= static_cast<uint8_t>(~(1u << last.headerBit % 8));
+    if (last.endBit % 8 == 0)
+        return;
     // An empty stored block aligns: three header bits, zeros up to a byte, a length of 0 and its complement.
-    if (last->endBit % 8 > 5)
-        stream.push_back(0);
-    stream.insert(stream.end(), {0x00, 0x00, 0xff, 0xff});
-    return true;
+    if (last.endBit % 8 > 5)
+        output.push_back(0);
+    output.insert(output.end(), {0x00, 0x00, 0xff, 0xff});
 }
 
 } // namespace
@@ -54,32 +59,56 @@ void BlockCompressor::Free::operator()(libdeflate_compressor* compressor) const 
 }
 
 std::unique_ptr<BlockCompressor> BlockCompressor::create() {
-    libdeflate_compressor* compressor = libdeflate_alloc_compressor(kLevel);
-    return std::unique_ptr<BlockCompressor>(compressor ? new BlockCompressor(compressor) : nullptr);
+    std::unique_ptr<BlockCompressor> made(new BlockCompressor(libdeflate_alloc_compressor(kLevel)));
+    return made->compressor_ ? std::move(made) : nullptr;
+}
+
+std::span<const uint8_t> BlockCompressor::deflate(std::span<const uint8_t> input, size_t reserve,
+                                                  uint8_t* scratch) {
+    if (input.size() <= reserve)
+        return {};
+    return {scratch, libdeflate_deflate_compress(compressor_.get(), input.data(), input.size(), scratch,
+                                                 input.size() - reserve)};
 }
 
 bool BlockCompressor::compress(std::span<const uint8_t> input, BlockPlace place,
                                std::vector<uint8_t>& output) {
-    const size_t reserve = place == BlockPlace::Inner ? kJoinMost : 0;
-    output.reserve(storedSize(input.size()) + kJoinMost); // or appending would double it
-    output.resize(input.size());
-    const size_t size = input.size() <= reserve
-                            ? 0
-                            : libdeflate_deflate_compress(compressor_.get(), input.data(), input.size(),
-                                                          output.data(), input.size() - reserve);
-    output.resize(size);
-    if (size > 0 && (place != BlockPlace::Inner || openEnd(output)))
-        return true;
-    if (place == BlockPlace::Only) {
-        output.assign(input.begin(), input.end());
-        return false;
+    struct Part {
+        std::span<const uint8_t> input;
+        bool isOpen; // more follows
+        std::span<const uint8_t> stream;
+    };
+    const size_t first = std::min(input.size(), kPartSize);
+    Part parts[] = {{input.first(first), place == BlockPlace::Inner || first < input.size(), {}},
+                    {input.subspan(first), place == BlockPlace::Inner, {}}};
+    uint8_t* scratch = scratch_.get();
+    for (Part& part : parts) {
+        part.stream = deflate(part.input, part.isOpen ? kJoinMost : 0, scratch);
+        scratch += kPartSize;
     }
-    store(input, place == BlockPlace::Last, output);
-    return true;
+    const auto toWalk = [](const Part& part) {
+        return part.isOpen ? part.stream : std::span<const uint8_t>();
+    };
+    const auto ends = findFinalBlocks(toWalk(parts[0]), toWalk(parts[1]));
+
+    output.clear();
+    for (size_t i = 0; i < 2; ++i) {
+        const Part& part = parts[i];
+        if (part.stream.empty() || (part.isOpen && !endsWith(part.stream, ends[i])))
+            appendStored(part.input, !part.isOpen, output);
+        else if (part.isOpen)
+            appendOpen(part.stream, *ends[i], output);
+        else
+            append(part.stream, output);
+    }
+    if (place != BlockPlace::Only || output.size() < input.size())
+        return true;
+    output.assign(input.begin(), input.end());
+    return false;
 }
 
 uint64_t largestDeflatedSize(uint64_t size) {
-    return size / kBlockSize * storedSize(kBlockSize) + storedSize(size % kBlockSize);
+    return size / kLateBlockSize * storedSize(kLateBlockSize) + storedSize(size % kLateBlockSize);
 }
 
 } // namespace qvx

@@ -10,9 +10,13 @@ struct libdeflate_compressor;
 
 namespace qvx {
 
-/// Bytes of a file that are compressed in one go. A block knows nothing of the one before it, so that small
-/// ones compress less well; large ones leave little to do in parallel and take memory.
-constexpr size_t kBlockSize = size_t{2} << 20;
+/// Bytes that the library compresses in one go. A part knows nothing of the one before it, so that small ones
+/// compress less well; large ones leave little to do in parallel and take memory.
+constexpr size_t kPartSize = size_t{1} << 20;
+/// Bytes of a file that are one thread's work. Two parts, for their ends are sought together.
+constexpr size_t kBlockSize = 2 * kPartSize;
+/// The same near the end of a file, so that the threads end together.
+constexpr size_t kLateBlockSize = kPartSize / 2;
 
 /// Where a block stands in its file.
 enum class BlockPlace {
@@ -39,9 +43,14 @@ private:
         void operator()(libdeflate_compressor* compressor) const;
     };
 
-    explicit BlockCompressor(libdeflate_compressor* compressor) : compressor_(compressor) {}
+    explicit BlockCompressor(libdeflate_compressor* compressor)
+        : compressor_(compressor), scratch_(std::make_unique_for_overwrite<uint8_t[]>(2 * kPartSize)) {}
+
+    /// A stream in `scratch`, empty unless it is smaller than the input by more than `reserve`.
+    std::span<const uint8_t> deflate(std::span<const uint8_t> input, size_t reserve, uint8_t* scratch);
 
     std::unique_ptr<libdeflate_compressor, Free> compressor_;
+    std::unique_ptr<uint8_t[]> scratch_; // a part and a part
 };
 
 /// The most that the joined pieces of a file of `size` bytes can take.

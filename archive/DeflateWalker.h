@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -16,9 +17,11 @@ struct FinalBlock {
     size_t endBit;
 };
 
-/// Walks a raw deflate stream (RFC 1951) to its final block. Only code lengths are decoded: nothing is
-/// inflated, and distances are not checked against a window, so this tells nothing about the data's validity.
-/// Nothing when the stream ends early or has a block that cannot be decoded. Never reads outside of `stream`.
-[[nodiscard]] std::optional<FinalBlock> findFinalBlock(std::span<const uint8_t> stream);
+/// Walks two raw deflate streams (RFC 1951) at once, each to its final block. Only code lengths are decoded:
+/// nothing is inflated, and distances are not checked against a window, so this tells nothing about the
+/// data's validity. Nothing for a stream that ends early, such as an empty one, or has a block that cannot be
+/// decoded. Never reads outside of the streams.
+[[nodiscard]] std::array<std::optional<FinalBlock>, 2> findFinalBlocks(std::span<const uint8_t> first,
+                                                                       std::span<const uint8_t> second);
 
 } // namespace qvx

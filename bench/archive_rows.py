@@ -52,11 +52,17 @@ def against_fast_pigz(bench: Bench) -> Iterator[Row]:
 
 def against_libdeflate(bench: Bench) -> Iterator[Row]:
     dsym = symbols.symbols()
-    command = [bench.programs / "bench_deflate", symbols.dwarf_file(dsym)]
+
+    def library(program: str) -> float:
+        command = [bench.programs / program, symbols.dwarf_file(dsym)]
+        return float(subprocess.run(command, check=True, capture_output=True).stdout)
+
     runs = bench.runs(15)
-    ours, peer = side_by_side(
-        runs, lambda: bench.archive(dsym, bench.folder / "ours.zip").seconds,
-        lambda: float(subprocess.run(command, check=True, capture_output=True).stdout) / 2)
+    static, shared = side_by_side(runs, lambda: library("bench_deflate"), lambda: library("bench_deflate_shared"))
+    yield Row("libdeflate linked statically against the shared library", seconds(static), seconds(shared),
+              static / shared, 1, False, "×", runs)
+    ours, peer = side_by_side(runs, lambda: bench.archive(dsym, bench.folder / "ours.zip").seconds,
+                              lambda: library("bench_deflate") / 2)
     yield Row("ditto against half the time of libdeflate on one core", seconds(ours), seconds(peer), ours / peer,
               1.35, False, "×", runs)
 

@@ -54,7 +54,7 @@ constexpr Texture kTextures[] = {Texture::Zeros, Texture::Text, Texture::Noise, 
 TEST(BlockCompressor, PiecesOfAnySizeJoinIntoOneStream) {
     const auto compressor = BlockCompressor::create();
     std::vector<std::vector<size_t>> cuts;
-    for (size_t last : {size_t{1}, kBlockSize - 1, kBlockSize})
+    for (size_t last : {size_t{1}, kPartSize, kPartSize + 1, kBlockSize})
         cuts.insert(cuts.end(), std::size(kTextures), {kBlockSize, last});
     // Small pieces end at every bit of a byte, and many of them do not shrink.
     std::mt19937 random(5);
@@ -107,6 +107,8 @@ TEST(DeflateWalker, FindsTheBlockThatInflateCallsFinal) {
     const std::pair<int, int> kinds[] = {{0, Z_DEFAULT_STRATEGY}, {1, Z_DEFAULT_STRATEGY},
                                          {9, Z_DEFAULT_STRATEGY}, {6, Z_FIXED},
                                          {6, Z_HUFFMAN_ONLY},     {6, Z_RLE}};
+    Bytes other = zlibStream({}, 6, Z_DEFAULT_STRATEGY); // the one before, walked beside the one at hand
+    size_t expectedOfOther = 0;
     for (const auto& [level, strategy] : kinds) {
         for (Texture texture : kTextures) {
             for (size_t size : {0u, 1u, 3u, 1000u, 65'535u, 400'000u}) {
@@ -115,10 +117,13 @@ TEST(DeflateWalker, FindsTheBlockThatInflateCallsFinal) {
                 const Bytes stream = zlibStream(makeData(texture, size), level, strategy);
                 size_t expected = 0;
                 ASSERT_TRUE(inflated(stream, size, &expected));
-                const std::optional<FinalBlock> found = findFinalBlock(stream);
-                ASSERT_TRUE(found);
-                EXPECT_EQ(found->headerBit, expected);
-                EXPECT_EQ((found->endBit + 7) / 8, stream.size());
+                const auto found = findFinalBlocks(stream, other);
+                ASSERT_TRUE(found[0] && found[1]);
+                EXPECT_EQ(found[0]->headerBit, expected);
+                EXPECT_EQ(found[1]->headerBit, expectedOfOther);
+                EXPECT_EQ((found[0]->endBit + 7) / 8, stream.size());
+                other = stream;
+                expectedOfOther = expected;
             }
         }
     }
@@ -130,7 +135,9 @@ TEST(DeflateWalker, RefusesWhatIsNoWholeStream) {
         for (size_t size = 0; size < stream.size(); ++size) {
             // Copied, so that the sanitizer sees a read past the end.
             const Bytes cut(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size));
-            EXPECT_FALSE(findFinalBlock(cut)) << size;
+            EXPECT_FALSE(findFinalBlocks(cut, {})[0]) << size;
+            const auto found = findFinalBlocks(stream, cut);
+            EXPECT_TRUE(found[0] && !found[1]) << size;
         }
     }
 }

@@ -85,9 +85,8 @@ class Contents(Case):
         b"script.sh": b"#!/bin/sh\n" * 50,
         b"a/b": b"under a folder whose name starts a file's",
         b"a.txt": b"text " * 10_000,
-        b"block-1": b"0" * (BLOCK - 1),
-        b"block": b"0" * BLOCK,
-        b"block+1": b"0" * (BLOCK + 1),
+        # Around the size of the blocks near a file's end, and of what such blocks are made of.
+        **{b"%d" % size: b"0" * size for edge in (BLOCK // 4, 2 * BLOCK) for size in (edge - 1, edge, edge + 1)},
         b"noise": noise(3 * BLOCK + 12_345),
         b"small noise": noise(5_000),
         "größe/日本.txt".encode(): b"text",
