@@ -10,8 +10,8 @@ namespace qvx {
 
 static_assert(std::endian::native == std::endian::little, "BitReader loads words as they lie in memory");
 
-/// A deflate stream as a 64-bit window of its next bits, the lowest bit first. Past the end it reads zeros, and
-/// overrun() tells.
+/// A deflate stream as a 64-bit window of its next bits, the lowest bit first. Past the end it reads zeros,
+/// and overrun() tells.
 class BitReader {
 public:
     /// Borrows `stream`.

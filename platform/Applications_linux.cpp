@@ -1,47 +1,25 @@
 #include <fcntl.h>
-#include <gio/gdesktopappinfo.h>
 
 #include <map>
-#include <memory>
 
 #include "platform/Applications.h"
-#include "platform/DynamicLibrary_linux.h"
+#include "platform/DefaultApplication_linux.h"
 #include "platform/FileDescriptor.h"
 #include "platform/FileManager.h"
+#include "platform/Spawn_linux.h"
+#include "platform/String.h"
 
 namespace qvx::platform::Applications {
 
 namespace {
 
-/// The functions of GIO and its libraries that are used here.
-struct GIO {
-    DynamicLibrary library{"libgio-2.0.so.0"};
-    decltype(::g_app_info_get_default_for_uri_scheme)* defaultForScheme = nullptr;
-    decltype(::g_app_info_get_executable)* executable = nullptr;
-    decltype(::g_desktop_app_info_launch_uris_as_manager_with_fds)* launch = nullptr;
-    decltype(::g_find_program_in_path)* findProgram = nullptr;
-    decltype(::g_free)* free = nullptr;
-    bool complete = library.find("g_app_info_get_default_for_uri_scheme", defaultForScheme) &&
-                    library.find("g_app_info_get_executable", executable) &&
-                    library.find("g_desktop_app_info_launch_uris_as_manager_with_fds", launch) &&
-                    library.find("g_find_program_in_path", findProgram) && library.find("g_free", free);
-};
-
-const GIO& gio() {
-    static const GIO instance;
-    return instance;
-}
-
-/// The default application for the scheme of `url`, null when there is none. Looked up once in the life of
-/// the process, which is also as long as it is kept: GIO reads the folders of all applications for it.
-GAppInfo* defaultApplication(const URL& url) {
-    static std::map<std::string, GAppInfo*> applications;
-    const std::optional<std::string> scheme = url.scheme();
-    if (!scheme || !gio().complete)
-        return nullptr;
-    const auto [found, isNew] = applications.try_emplace(*scheme);
+/// The default application for the scheme of `url`. Looked up once in the life of the process.
+const std::optional<DesktopEntry>& applicationFor(const URL& url) {
+    static std::map<std::string, std::optional<DesktopEntry>> applications;
+    const std::string type = "x-scheme-handler/" + lowercaseString(url.scheme().value_or(""));
+    const auto [found, isNew] = applications.try_emplace(type);
     if (isNew)
-        found->second = gio().defaultForScheme(scheme->c_str());
+        found->second = defaultApplication(type);
     return found->second;
 }
 
@@ -57,35 +35,28 @@ std::optional<URL> enclosingBundle(std::string path) {
     }
 }
 
-std::optional<URL> bundleOfProgram(const char* program) {
-    if (!program)
-        return std::nullopt;
-    const std::unique_ptr<char, decltype(gio().free)> found(gio().findProgram(program), gio().free);
-    if (!found)
-        return std::nullopt;
-    return enclosingBundle(FileManager::stringByResolvingSymlinksInPath(found.get()));
-}
-
 } // namespace
 
 std::optional<Handler> applicationForURL(const URL& url) {
-    GAppInfo* const application = defaultApplication(url);
+    const std::optional<DesktopEntry>& application = applicationFor(url);
     if (!application)
         return std::nullopt;
-    return Handler{bundleOfProgram(gio().executable(application))};
+    return Handler{enclosingBundle(FileManager::stringByResolvingSymlinksInPath(application->program()))};
 }
 
 bool openURL(const URL& url) {
-    GAppInfo* const application = defaultApplication(url);
+    const std::optional<DesktopEntry>& application = applicationFor(url);
     const FileDescriptor null(::open("/dev/null", O_RDWR | O_CLOEXEC));
     if (!application || !null)
         return false;
-    std::string text = url.absoluteString();
-    GList urls{text.data(), nullptr, nullptr};
-    // GSpawn closes every other descriptor in the child by itself.
-    return gio().launch(reinterpret_cast<GDesktopAppInfo*>(application), &urls, nullptr, G_SPAWN_SEARCH_PATH,
-                        nullptr, nullptr, nullptr, nullptr, null.get(), null.get(), null.get(),
-                        nullptr) != FALSE;
+    pid_t child = -1; // outlives this process, which does not wait for it
+    return Spawn{.path = application->program(),
+                 .words = application->commandFor(url.absoluteString()),
+                 .environment = {},
+                 .directory = application->directory(),
+                 .standard = {null.get(), null.get(), null.get()},
+                 .hasOwnSession = true}
+               .start(child) == 0;
 }
 
 } // namespace qvx::platform::Applications

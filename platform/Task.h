@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <map>
@@ -67,7 +68,7 @@ private:
     std::optional<std::string> directory_;
     std::vector<std::string> arguments_;
     std::optional<std::map<std::string, std::string>> environment_;
-    int standard_[3] = {0, 1, 2};
+    std::array<int, 3> standard_{0, 1, 2};
     int pid_ = -1;
     std::shared_ptr<const Termination::EndedChild> child_;
     int32_t status_ = 0;

@@ -1,6 +1,4 @@
-#include <csignal>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,56 +8,11 @@
 #include <exception>
 
 #include "platform/Log.h"
+#include "platform/Spawn_linux.h"
 #include "platform/Task.h"
 #include "platform/Termination.h"
 
 namespace qvx::platform {
-
-namespace {
-
-/// Pointers into strings that outlive it, closed by a null pointer, as the system wants its vectors.
-std::vector<char*> pointersTo(const std::vector<std::string>& strings) {
-    std::vector<char*> pointers;
-    for (const std::string& string : strings)
-        pointers.push_back(const_cast<char*>(string.c_str()));
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-class SpawnActions {
-public:
-    SpawnActions() { ::posix_spawn_file_actions_init(&actions_); }
-    ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-    SpawnActions(const SpawnActions&) = delete;
-    SpawnActions& operator=(const SpawnActions&) = delete;
-    posix_spawn_file_actions_t* get() { return &actions_; }
-
-private:
-    posix_spawn_file_actions_t actions_{};
-};
-
-/// Default dispositions and an empty mask: what this process ignores or blocks is its own affair.
-class SpawnAttributes {
-public:
-    SpawnAttributes() {
-        ::posix_spawnattr_init(&attributes_);
-        sigset_t signals;
-        ::sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&attributes_, &signals);
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&attributes_, &signals);
-        ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    }
-    ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes_); }
-    SpawnAttributes(const SpawnAttributes&) = delete;
-    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-    posix_spawnattr_t* get() { return &attributes_; }
-
-private:
-    posix_spawnattr_t attributes_{};
-};
-
-} // namespace
 
 std::optional<Pipe> Pipe::pipe() {
     std::array<int, 2> ends{};
@@ -81,33 +34,21 @@ Data readDataToEndOfFile(const FileDescriptor& descriptor) {
 }
 
 void Task::setStandardDescriptors(int input, int output, int error) {
-    standard_[0] = input;
-    standard_[1] = output;
-    standard_[2] = error;
+    standard_ = {input, output, error};
 }
 
 void Task::launch() {
-    SpawnActions actions;
-    for (int target = 0; target < 3; ++target)
-        ::posix_spawn_file_actions_adddup2(actions.get(), standard_[target], target);
-    // What this process was itself started with is not marked for closing.
-    ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
-    if (directory_)
-        ::posix_spawn_file_actions_addchdir_np(actions.get(), directory_->c_str());
-    std::vector<std::string> words{path_};
-    words.insert(words.end(), arguments_.begin(), arguments_.end());
-    std::vector<std::string> settings;
+    Spawn child{
+        .path = path_, .words = {path_}, .environment = {}, .directory = directory_, .standard = standard_};
+    child.words.insert(child.words.end(), arguments_.begin(), arguments_.end());
     if (environment_) {
+        child.environment.emplace();
         for (const auto& [name, value] : *environment_)
-            settings.push_back(name + "=" + value);
+            child.environment->push_back(name + "=" + value);
     }
-    SpawnAttributes attributes;
     const Termination::Deferral deferral; // a child that is started is known to the handlers
-    const int result =
-        ::posix_spawn(&pid_, path_.c_str(), actions.get(), attributes.get(), pointersTo(words).data(),
-                      environment_ ? pointersTo(settings).data() : environ);
-    if (result != 0)
-        throw LaunchFailure("launch path not accessible: " + path_ + ": " + std::strerror(result));
+    if (const int error = child.start(pid_))
+        throw LaunchFailure("launch path not accessible: " + path_ + ": " + std::strerror(error));
     child_ = std::make_shared<Termination::EndedChild>(pid_);
 }
 
