@@ -10,13 +10,13 @@ MOST = 3  # times the target that a bar has room for
 
 
 def draw(rows: list[Row], footer: list[str]) -> str:
-    """An SVG with a bar for each row, which reaches beyond the line when the target is met."""
+    """An SVG with a bar for each row, which reaches the line when the target is met."""
     scale = BARS / MOST
     target_x = LABELS + scale
     bottom = TOP + LINE * len(rows)
     texts = [
         '<text x="16" y="26" font-size="17" font-weight="bold">Measured against the targets</text>',
-        '<text x="16" y="46" fill="#555">A bar that reaches beyond the line meets its target.</text>']
+        '<text x="16" y="46" fill="#555">A bar that reaches the line meets its target.</text>']
     for index, row in enumerate(rows):
         y = TOP + LINE * index
         length = scale * min(row.margin, MOST)

@@ -88,7 +88,8 @@ Strings defaults(const std::string& type) {
     Strings ids;
     for (const std::string& folder : listFolders())
         for (const std::string& name : listNames())
-            append(KeyFile::load(stringByAppendingPathComponent(folder, name)), "Default Applications", type, ids);
+            append(KeyFile::load(stringByAppendingPathComponent(folder, name)), "Default Applications", type,
+                   ids);
     return ids;
 }
 

@@ -6,7 +6,7 @@
 
 namespace qvx::platform {
 
-/// An application, as a desktop file describes it (Desktop Entry Specification 1.5).
+/// An application, as a desktop file describes it (freedesktop.org, Desktop Entry 1.5).
 class DesktopEntry {
 public:
     /// Absent when the file cannot be read, or is hidden, or describes no program that is there and can be

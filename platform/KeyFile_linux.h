@@ -9,7 +9,8 @@ struct _GKeyFile;
 
 namespace qvx::platform {
 
-/// A file of groups of keys and values, with the escapes of the Desktop Entry Specification 1.5.
+/// A file of groups of keys and values, with escapes as in desktop files (freedesktop.org, Desktop
+/// Entry 1.5).
 class KeyFile {
 public:
     /// Absent when the file cannot be read or is none of the kind.

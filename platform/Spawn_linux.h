@@ -16,7 +16,7 @@ struct Spawn {
     std::optional<std::vector<std::string>> environment; ///< "NAME=value"; absent: this process's
     std::optional<std::string> directory;                ///< to start in; absent: this process's
     std::array<int, 3> standard{0, 1, 2};                ///< its standard descriptors; stay the caller's
-    bool hasOwnSession = false;                          ///< out of reach of this process's terminal and group
+    bool hasOwnSession = false; ///< out of reach of this process's terminal and group
 
     /// Starts it with no descriptor but those three, the default signal dispositions and an empty mask. Sets
     /// `child` and returns 0, or returns the error number when the program cannot be run.
