@@ -82,7 +82,7 @@ private:
             isFirst
                 ? block.crc
                 : static_cast<uint32_t>(::crc32_combine(crc_, block.crc, static_cast<z_off_t>(block.length)));
-        if (!zip_.append(block.bytes) || (isLast && !zip_.end(entry, crc_)))
+        if (!zip_.append(block.bytes.bytes()) || (isLast && !zip_.end(entry, crc_)))
             return failOutput();
         return true;
     }

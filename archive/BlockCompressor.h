@@ -1,10 +1,11 @@
 #pragma once
 
+#include "archive/ByteBuffer.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <vector>
 
 struct libdeflate_compressor;
 
@@ -35,22 +36,16 @@ public:
     /// joined in order, are one deflate stream: every inner piece ends on a byte and is not final, the last
     /// one is final. A block that does not shrink is carried in stored deflate blocks; an Only block that
     /// does not shrink is not wrapped at all: `output` is then the input, and the result is false.
-    [[nodiscard]] bool compress(std::span<const uint8_t> input, BlockPlace place,
-                                std::vector<uint8_t>& output);
+    [[nodiscard]] bool compress(std::span<const uint8_t> input, BlockPlace place, ByteBuffer& output);
 
 private:
     struct Free {
         void operator()(libdeflate_compressor* compressor) const;
     };
 
-    explicit BlockCompressor(libdeflate_compressor* compressor)
-        : compressor_(compressor), scratch_(std::make_unique_for_overwrite<uint8_t[]>(2 * kPartSize)) {}
-
-    /// A stream in `scratch`, empty unless it is smaller than the input by more than `reserve`.
-    std::span<const uint8_t> deflate(std::span<const uint8_t> input, size_t reserve, uint8_t* scratch);
+    explicit BlockCompressor(libdeflate_compressor* compressor) : compressor_(compressor) {}
 
     std::unique_ptr<libdeflate_compressor, Free> compressor_;
-    std::unique_ptr<uint8_t[]> scratch_; // a part and a part
 };
 
 /// The most that the joined pieces of a file of `size` bytes can take.

@@ -120,8 +120,10 @@ void BlockPipeline::process(Worker& worker, Block& block) {
     const Entry& entry = *block.entry;
     if (!entry.file.isOpen()) {
         block.result = Block::Result::Plain;
-        block.bytes.assign(entry.linkText.begin(), entry.linkText.end());
-        block.crc = libdeflate_crc32(0, block.bytes.data(), block.bytes.size());
+        block.bytes.reserve(entry.linkText.size());
+        std::copy(entry.linkText.begin(), entry.linkText.end(), block.bytes.data());
+        block.bytes.setSize(entry.linkText.size());
+        block.crc = libdeflate_crc32(0, entry.linkText.data(), entry.linkText.size());
         return;
     }
     worker.input.resize(block.length);

@@ -25,7 +25,7 @@ struct Block {
     enum class Result { Plain, Deflated, Shrunk, Failed } result = Result::Plain;
     int errorNumber = 0; ///< when the result is Failed; Shrunk is a file that ended before its size
     uint32_t crc = 0;    ///< of the uncompressed bytes
-    std::vector<uint8_t> bytes;
+    ByteBuffer bytes;
 };
 
 /// Reads and compresses blocks on several threads and gives them back in the order they came.

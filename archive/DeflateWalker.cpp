@@ -219,7 +219,7 @@ void advance(Dashes&&... dashes) {
 std::array<std::optional<FinalBlock>, 2> findFinalBlocks(std::span<const uint8_t> first,
                                                          std::span<const uint8_t> second) {
     Walk a(first), b(second);
-    // Every look waits for the one before: two walks in one loop fill each other's pauses.
+    // Each look of a walk waits for the one before it, but not for one of the other walk.
     while (!a.isDone() && !b.isDone()) {
         advance(Walk::Dash(a), Walk::Dash(b));
         a.step();

@@ -22,7 +22,10 @@ uint32_t SkipTable::valueFor(Symbol symbol) {
 
 void SkipTable::fill(const HuffmanCode& literals, const HuffmanCode& distances) {
     literals.expand(std::span(table_).first(kSize), kStops, valueFor);
-    distances.expand(std::span(table_).last(kSize), kStops | kDistanceNext, valueFor);
+    const auto distanceFor = [](Symbol symbol) {
+        return symbol.kind == Symbol::Kind::Unassigned ? kStops | kDistanceNext : valueFor(symbol);
+    };
+    distances.expand(std::span(table_).last(kSize), kStops | kDistanceNext, distanceFor);
     // Upwards: what follows a symbol is looked up by fewer bits, and so is joined already.
     for (uint32_t bits = 1; bits < kSize; ++bits)
         for (const uint32_t half : {0u, kSize})

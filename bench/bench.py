@@ -34,7 +34,7 @@ ROWS = {
     "large-file": archive_rows.large_file,
     "many-files": archive_rows.many_files,
 }
-PEERS = ("zip", "pigz", "libdeflate0", "curl", "libssl3", "coreutils")
+PEERS = ("zip", "pigz", "libdeflate-dev", "libdeflate0", "curl", "libssl3", "coreutils")
 
 
 def _first(path: str, key: str) -> str:
@@ -84,7 +84,7 @@ def main() -> int:
     rows = _measure(arguments.build.resolve(), arguments.names or list(ROWS), arguments.quick)
 
     results = arguments.build / "bench/results.json"
-    results.write_text(json.dumps({"machine": machine, "rows": [
+    results.write_text(json.dumps({"machine": machine, "quick": arguments.quick, "only": arguments.names, "rows": [
         dataclasses.asdict(row) | {"met": row.met} for row in rows]}, indent=2, ensure_ascii=False) + "\n")
     # The picture that is kept shows all rows, measured in full.
     full = not arguments.names and not arguments.quick

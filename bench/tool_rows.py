@@ -145,7 +145,8 @@ def copy(bench: Bench) -> Iterator[Row]:
 
 
 def _register_desktop_app(bench: Bench) -> dict[str, str]:
-    """Registers an app for the tool's URLs, which does nothing with them; gives the variables that say so."""
+    """Registers an app for the tool's URLs, which does nothing with them, among as many as a desktop has; gives
+    the variables that say so."""
     contents = bench.folder / "Vendra.app/Contents"
     (contents / "MacOS").mkdir(parents=True)
     program = Path(shutil.copy("/bin/true", contents / "MacOS/Vendra"))
@@ -155,8 +156,9 @@ def _register_desktop_app(bench: Bench) -> dict[str, str]:
     (applications / "vendra.desktop").write_text(
         f"[Desktop Entry]\nType=Application\nName=Vendra\nExec={program} %u\n"
         "MimeType=x-scheme-handler/quorvex;\n")
-    (applications / "mimeapps.list").write_text(
-        "[Default Applications]\nx-scheme-handler/quorvex=vendra.desktop\n")
+    others = (f"application/x-kind-{number}=org.example.Application{number}.desktop;\n" for number in range(1500))
+    (applications / "mimeinfo.cache").write_text(
+        "[MIME Cache]\n" + "".join(others) + "x-scheme-handler/quorvex=vendra.desktop;\n")
     return {"XDG_DATA_HOME": str(applications.parent), "XDG_DATA_DIRS": str(bench.folder / "none"),
             "XDG_CACHE_HOME": str(bench.folder / "cache")}
 

@@ -62,13 +62,14 @@ void walk(std::span<const uint8_t> stream) {
 }
 
 void join(BlockCompressor& compressor, std::span<const uint8_t> cuts, std::span<const uint8_t> input) {
-    Bytes stream, piece;
+    Bytes stream;
+    ByteBuffer piece;
     for (std::span<const uint8_t> rest = input; !rest.empty();) {
         const size_t wanted = cuts.empty() ? rest.size() : 1 + cuts.front() * size_t{16};
         const size_t length = std::min(wanted, rest.size());
         const BlockPlace place = length == rest.size() ? BlockPlace::Last : BlockPlace::Inner;
         require(compressor.compress(rest.first(length), place, piece));
-        stream.insert(stream.end(), piece.begin(), piece.end());
+        stream.insert(stream.end(), piece.bytes().begin(), piece.bytes().end());
         rest = rest.subspan(length);
         cuts = cuts.subspan(std::min<size_t>(cuts.size(), 1));
     }

@@ -16,21 +16,28 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
+void addFolder(const char* folder, Strings& folders) {
+    if (folder[0] == '/') // others are to be ignored, as they would depend on where the tool is started
+        folders.emplace_back(folder);
+}
+
 /// Where desktop files lie, the most important folder first.
 Strings applicationFolders() {
-    Strings folders{stringByAppendingPathComponent(::g_get_user_data_dir(), "applications")};
+    Strings folders;
+    addFolder(::g_get_user_data_dir(), folders);
     for (const char* const* folder = ::g_get_system_data_dirs(); *folder; ++folder)
-        folders.push_back(stringByAppendingPathComponent(*folder, "applications"));
+        addFolder(*folder, folders);
+    for (std::string& folder : folders)
+        folder = stringByAppendingPathComponent(folder, "applications");
     return folders;
 }
 
-/// Where lists of associations lie.
-Strings listFolders() {
-    Strings folders{::g_get_user_config_dir()};
+/// Where else there are lists of associations; these are more important.
+Strings configurationFolders() {
+    Strings folders;
+    addFolder(::g_get_user_config_dir(), folders);
     for (const char* const* folder = ::g_get_system_config_dirs(); *folder; ++folder)
-        folders.emplace_back(*folder);
-    const Strings applications = applicationFolders();
-    folders.insert(folders.end(), applications.begin(), applications.end());
+        addFolder(*folder, folders);
     return folders;
 }
 
@@ -48,79 +55,93 @@ Strings listNames() {
     return names;
 }
 
-/// The first of the files that a desktop file's id can stand for: a hyphen may be a slash of its path.
-std::optional<std::string> fileOfId(const std::string& folder, std::string id) {
-    for (size_t hyphen = 0; hyphen != std::string::npos;) {
-        std::string path = stringByAppendingPathComponent(folder, id);
-        if (FileManager::fileExistsAtPath(path))
-            return path;
-        hyphen = id.find('-', hyphen);
-        if (hyphen != std::string::npos)
-            id[hyphen] = '/';
+/// The file that a desktop file's id stands for: each of its hyphens may be a slash of the path.
+std::optional<std::string> fileOfId(const std::string& folder, const std::string& id) {
+    std::string path = stringByAppendingPathComponent(folder, id);
+    if (FileManager::fileExistsAtPath(path))
+        return path;
+    for (size_t hyphen = id.find('-'); hyphen != std::string::npos; hyphen = id.find('-', hyphen + 1)) {
+        const std::string inner = stringByAppendingPathComponent(folder, id.substr(0, hyphen));
+        if (!FileManager::isDirectoryAtPath(inner))
+            continue;
+        if (std::optional<std::string> found = fileOfId(inner, id.substr(hyphen + 1)))
+            return found;
     }
+    return std::nullopt;
+}
+
+/// The file in the most important folder that has one: it hides the others, even when it is of no use itself.
+std::optional<std::string> fileOfId(const Strings& folders, const std::string& id) {
+    if (!id.ends_with(".desktop") || id.find('/') != std::string::npos)
+        return std::nullopt;
+    for (const std::string& folder : folders)
+        if (std::optional<std::string> path = fileOfId(folder, id))
+            return path;
     return std::nullopt;
 }
 
 /// The first of the applications that is installed.
 std::optional<DesktopEntry> firstInstalled(const Strings& ids, const Strings& folders) {
     for (const std::string& id : ids) {
-        // A file hides those of the same id that are less important, also when it is of no use itself.
-        for (const std::string& folder : folders) {
-            const std::optional<std::string> path = fileOfId(folder, id);
-            std::optional<DesktopEntry> entry = path ? DesktopEntry::load(*path) : std::nullopt;
-            if (entry)
+        const std::optional<std::string> path = fileOfId(folders, id);
+        if (std::optional<DesktopEntry> entry = path ? DesktopEntry::load(*path) : std::nullopt)
+            return entry;
+    }
+    return std::nullopt;
+}
+
+Strings listed(const std::optional<KeyFile>& file, const char* group, const std::string& type) {
+    return file ? file->list(group, type.c_str()) : Strings();
+}
+
+std::optional<DesktopEntry> firstDefault(const std::string& type, const Strings& lists,
+                                         const Strings& folders) {
+    for (const std::string& folder : lists) {
+        for (const std::string& name : listNames()) {
+            const auto list = KeyFile::loadKey(stringByAppendingPathComponent(folder, name), type);
+            if (auto entry = firstInstalled(listed(list, "Default Applications", type), folders))
                 return entry;
-            if (path)
-                break;
         }
     }
     return std::nullopt;
 }
 
-void append(const std::optional<KeyFile>& file, const char* group, const std::string& type, Strings& ids) {
-    if (!file)
-        return;
-    const Strings more = file->list(group, type.c_str());
-    ids.insert(ids.end(), more.begin(), more.end());
-}
-
-Strings defaults(const std::string& type) {
-    Strings ids;
-    for (const std::string& folder : listFolders())
-        for (const std::string& name : listNames())
-            append(KeyFile::load(stringByAppendingPathComponent(folder, name)), "Default Applications", type,
-                   ids);
-    return ids;
-}
-
-Strings associations(const std::string& type) {
-    Strings ids, removed;
-    const auto add = [&](const std::optional<KeyFile>& file, const char* group) {
-        Strings added;
-        append(file, group, type, added);
-        for (const std::string& id : added)
-            if (std::find(removed.begin(), removed.end(), id) == removed.end())
-                ids.push_back(id);
-    };
-    for (const std::string& folder : listFolders()) {
-        for (const std::string& name : listNames()) {
-            const auto list = KeyFile::load(stringByAppendingPathComponent(folder, name));
-            add(list, "Added Associations");
-            append(list, "Removed Associations", type, removed);
-        }
+std::optional<DesktopEntry> firstAssociated(const std::string& type, const Strings& lists,
+                                            const Strings& folders) {
+    Strings removed;
+    for (const std::string& folder : lists) {
+        const auto list = KeyFile::loadKey(stringByAppendingPathComponent(folder, "mimeapps.list"), type);
         // What the desktop files of the folder say themselves.
-        add(KeyFile::load(stringByAppendingPathComponent(folder, "mimeinfo.cache")), "MIME Cache");
+        const auto cache = KeyFile::loadKey(stringByAppendingPathComponent(folder, "mimeinfo.cache"), type);
+        const auto isRemoved = [&](const std::string& id) {
+            return std::find(removed.begin(), removed.end(), id) != removed.end();
+        };
+        const auto isHidden = [&](const std::string& id) {
+            return isRemoved(id) || !fileOfId(folders, id).value_or("").starts_with(folder + "/");
+        };
+        Strings added = listed(list, "Added Associations", type);
+        std::erase_if(added, isRemoved);
+        if (auto entry = firstInstalled(added, folders))
+            return entry;
+        const Strings more = listed(list, "Removed Associations", type);
+        removed.insert(removed.end(), more.begin(), more.end());
+        Strings own = listed(cache, "MIME Cache", type);
+        std::erase_if(own, isHidden);
+        if (auto entry = firstInstalled(own, folders))
+            return entry;
     }
-    return ids;
+    return std::nullopt;
 }
 
 } // namespace
 
 std::optional<DesktopEntry> defaultApplication(const std::string& mimeType) {
     const Strings folders = applicationFolders();
-    if (std::optional<DesktopEntry> entry = firstInstalled(defaults(mimeType), folders))
+    Strings lists = configurationFolders();
+    lists.insert(lists.end(), folders.begin(), folders.end());
+    if (std::optional<DesktopEntry> entry = firstDefault(mimeType, lists, folders))
         return entry;
-    return firstInstalled(associations(mimeType), folders);
+    return firstAssociated(mimeType, lists, folders);
 }
 
 } // namespace qvx::platform

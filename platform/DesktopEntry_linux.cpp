@@ -34,7 +34,7 @@ std::optional<DesktopEntry> DesktopEntry::load(const std::string& path) {
         file->text(kGroup, "Terminal") == "true")
         return std::nullopt;
     const std::optional<std::string> required = file->text(kGroup, "TryExec");
-    if (required && !programInPath(*required))
+    if (required && !required->empty() && !programInPath(*required))
         return std::nullopt;
     DesktopEntry entry;
     entry.words_ = split(file->text(kGroup, "Exec").value_or(""));

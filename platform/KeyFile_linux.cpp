@@ -1,14 +1,31 @@
 #include <glib.h>
 
+#include <algorithm>
+
+#include "platform/Data.h"
 #include "platform/KeyFile_linux.h"
 
 namespace qvx::platform {
 
 namespace {
 
+constexpr size_t kMostBytes = size_t{16} << 20;
+
 std::optional<std::string> taken(char* text) {
     const std::unique_ptr<char, decltype(&::g_free)> owner(text, &::g_free);
     return text ? std::optional<std::string>(text) : std::nullopt;
+}
+
+/// The lines that start a group or have the key.
+std::string linesOf(std::string_view text, std::string_view key) {
+    std::string kept;
+    while (!text.empty()) {
+        const size_t length = std::min(text.find('\n'), text.size() - 1) + 1;
+        if (text.front() == '[' || text.starts_with(key))
+            kept += text.substr(0, length);
+        text.remove_prefix(length);
+    }
+    return kept;
 }
 
 } // namespace
@@ -18,8 +35,18 @@ void KeyFile::Free::operator()(_GKeyFile* file) const {
 }
 
 std::optional<KeyFile> KeyFile::load(const std::string& path) {
+    const Result<Data> data = Data::readFile(path, kMostBytes);
+    return data ? parse(data->string()) : std::nullopt;
+}
+
+std::optional<KeyFile> KeyFile::loadKey(const std::string& path, std::string_view key) {
+    const Result<Data> data = Data::readFile(path, kMostBytes);
+    return data ? parse(linesOf(data->string(), key)) : std::nullopt;
+}
+
+std::optional<KeyFile> KeyFile::parse(const std::string& text) {
     KeyFile file(::g_key_file_new());
-    if (!::g_key_file_load_from_file(file.file_.get(), path.c_str(), G_KEY_FILE_NONE, nullptr))
+    if (!::g_key_file_load_from_data(file.file_.get(), text.data(), text.size(), G_KEY_FILE_NONE, nullptr))
         return std::nullopt;
     return file;
 }

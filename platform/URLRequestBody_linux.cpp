@@ -8,7 +8,7 @@ namespace qvx::platform {
 
 namespace {
 
-/// Rare enough to cost nothing, often enough to keep little in memory.
+/// What may stay in memory behind the reader; each release is a call to the system.
 constexpr size_t releaseStep = 4 * 1024 * 1024;
 
 } // namespace

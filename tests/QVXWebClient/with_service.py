@@ -7,6 +7,7 @@ What the service answers is chosen by the path, how it treats a connection by th
 
 import functools
 import gzip
+import hashlib
 import json
 import os
 import plistlib
@@ -68,6 +69,7 @@ def answer(service: LocalService, connection, exchange) -> None:
         connection.read_body(exchange.body, exchange.length)
     seen = {
         "method": exchange.method, "host": exchange.host, "path": exchange.path, "size": exchange.body.size,
+        "md5": hashlib.md5(exchange.body.bytes()).hexdigest(),
         "head": exchange.head.decode("latin-1") + "\r\n",
         "fields": [[part.name, part.file_name or "", part.text] for part in exchange.fields],
         "proxy": [request.head.decode("latin-1") for request in service.proxy_requests],

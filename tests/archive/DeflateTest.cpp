@@ -37,19 +37,21 @@ std::optional<Bytes> inflated(const Bytes& stream, size_t expectedSize, size_t* 
 }
 
 Bytes joined(BlockCompressor& compressor, const Bytes& data, const std::vector<size_t>& sizes) {
-    Bytes stream, piece;
+    Bytes stream;
+    ByteBuffer piece;
     size_t offset = 0;
     for (size_t i = 0; i < sizes.size(); ++i) {
         const BlockPlace place = i + 1 < sizes.size() ? BlockPlace::Inner : BlockPlace::Last;
         EXPECT_TRUE(compressor.compress(std::span(data).subspan(offset, sizes[i]), place, piece));
-        stream.insert(stream.end(), piece.begin(), piece.end());
+        stream.insert(stream.end(), piece.bytes().begin(), piece.bytes().end());
         offset += sizes[i];
     }
     EXPECT_EQ(offset, data.size());
     return stream;
 }
 
-constexpr Texture kTextures[] = {Texture::Zeros, Texture::Text, Texture::Noise, Texture::Mixed};
+constexpr Texture kTextures[] = {Texture::Zeros, Texture::Text, Texture::Noise, Texture::Mixed,
+                                 Texture::Skewed};
 
 TEST(BlockCompressor, PiecesOfAnySizeJoinIntoOneStream) {
     const auto compressor = BlockCompressor::create();
@@ -79,8 +81,9 @@ TEST(BlockCompressor, OnlyBlockIsAWholeStreamOrPlain) {
         for (size_t size : {size_t{0}, size_t{1}, size_t{100}, kBlockSize - 1, kBlockSize}) {
             SCOPED_TRACE(testing::Message() << "texture " << int(texture) << " size " << size);
             const Bytes data = makeData(texture, size);
-            Bytes output(7, 0xee);
-            const bool deflated = compressor->compress(data, BlockPlace::Only, output);
+            ByteBuffer buffer;
+            const bool deflated = compressor->compress(data, BlockPlace::Only, buffer);
+            const Bytes output(buffer.bytes().begin(), buffer.bytes().end());
             EXPECT_EQ(deflated, size >= 100 && texture != Texture::Noise);
             EXPECT_EQ(deflated ? inflated(output, size) : output, data);
             EXPECT_LE(output.size(), size);
@@ -140,6 +143,11 @@ TEST(DeflateWalker, RefusesWhatIsNoWholeStream) {
             EXPECT_TRUE(found[0] && !found[1]) << size;
         }
     }
+    // A literal, a length and a distance code that stands for nothing, then literals to the end of the block.
+    const Bytes unassigned = {0x4b, 0x04, 0xbe, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4,
+                              0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0xa4, 0x24, 0x00};
+    EXPECT_FALSE(inflated(unassigned, 1000));
+    EXPECT_FALSE(findFinalBlocks(unassigned, {})[0]);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -9,7 +10,8 @@ namespace qvx::test {
 
 using Bytes = std::vector<uint8_t>;
 
-enum class Texture { Zeros, Text, Noise, Mixed };
+/// Skewed: every byte is half as frequent as the one below it, which makes for the longest codewords.
+enum class Texture { Zeros, Text, Noise, Mixed, Skewed };
 
 /// The same bytes for the same arguments.
 inline Bytes makeData(Texture texture, size_t size, uint32_t seed = 1) {
@@ -23,6 +25,9 @@ inline Bytes makeData(Texture texture, size_t size, uint32_t seed = 1) {
             break;
         case Texture::Text:
             data[i] = static_cast<uint8_t>(kText[(i + (random() % 16 == 0)) % kText.size()]);
+            break;
+        case Texture::Skewed:
+            data[i] = static_cast<uint8_t>(std::countr_zero(random()));
             break;
         default:
             data[i] = static_cast<uint8_t>(random());

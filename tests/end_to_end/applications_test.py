@@ -58,13 +58,23 @@ class ApplicationsTest(EndToEndTest):
         """The name of the app that the tool chose, by its debug output."""
         printed = self.run_tool("0" * 40, "-debug", "YES").stdout.decode()
         found = re.search(r"Install path file://.*/(\w+)\.app/", printed)
+        if found:
+            self.called(found[1])
         return found and found[1]
+
+    def called(self, name: str) -> list[str]:
+        """Where the app was started, and its arguments."""
+        file = self.program(name).with_name("Vendra.called")
+        wait_for(file.exists)
+        called = file.read_bytes().decode().split("\0")[:-1]
+        file.unlink()
+        return called
 
     def chosen_by_the_desktop(self) -> str | None:
         """The same by the desktop's own program."""
         printed = subprocess.run(["gio", "mime", TYPE], env=self.settings, check=True, capture_output=True,
                                  text=True).stdout
-        found = re.match(r"Default application for .*: (?:kde-)?(\w+)\.desktop", printed)
+        found = re.match(r"Default application for .*: (?:some-kde-apps-)?(\w+)\.desktop", printed)
         return found and found[1]
 
     def test_the_choice_is_that_of_the_desktop(self):
@@ -81,7 +91,10 @@ class ApplicationsTest(EndToEndTest):
             "nothing said": (installed, None),
             "said by the desktop file": (installed | cache, "c"),
             "the more important folder": (installed | cache | other_cache, "b"),
-            "a default": (installed | cache | {"data_dirs2/applications/mimeapps.list": defaults("a.desktop")}, "a"),
+            "hidden by the user's own file": (
+                installed | cache | {"data_home/applications/c.desktop": c}, None),
+            "a default": (
+                installed | cache | {"data_dirs2/applications/mimeapps.list": defaults("a.desktop")}, "a"),
             "the user's default": (installed | {"config_home/mimeapps.list": defaults("b.desktop"),
                                                 "config_dirs1/mimeapps.list": defaults("a.desktop")}, "b"),
             "the administrator's default": (
@@ -90,17 +103,23 @@ class ApplicationsTest(EndToEndTest):
             "the default of this desktop": (
                 installed | {"config_home/other-mimeapps.list": defaults("c.desktop"),
                              "config_home/mimeapps.list": defaults("a.desktop")}, "c"),
-            "several defaults": (installed | {"config_home/mimeapps.list": defaults("gone.desktop;b.desktop")}, "b"),
+            "several defaults": (
+                installed | {"config_home/mimeapps.list": defaults("gone.desktop;b.desktop")}, "b"),
+            "no ids": (installed | {"config_home/mimeapps.list": defaults(
+                "../data_home/applications/a.desktop;a;;b.desktop")}, "b"),
+            "associations that one desktop makes": (installed | cache | {
+                "config_home/other-mimeapps.list": listed("Added Associations", "b.desktop")
+                + listed("Removed Associations", "c.desktop")}, "c"),
             "a default that is gone": (installed | {"config_home/mimeapps.list": defaults("gone.desktop"),
                                                     "config_dirs1/mimeapps.list": defaults("a.desktop")}, "a"),
             "added": (installed | cache | {
                 "config_home/mimeapps.list": listed("Added Associations", "b.desktop")}, "b"),
             "removed": (installed | cache | other_cache | {
                 "config_home/mimeapps.list": listed("Removed Associations", "b.desktop")}, "c"),
-            "a list that is broken": (installed | cache | {
-                "config_home/mimeapps.list": defaults("b.desktop") + "what is this?\n"}, "c"),
-            "a folder in the name": ({"data_home/applications/kde/a.desktop": a,
-                                      "config_home/mimeapps.list": defaults("kde-a.desktop")}, "a"),
+            "folders in the name": ({"data_home/applications/some-kde/apps/a.desktop": a,
+                                     "config_home/mimeapps.list": defaults("some-kde-apps-a.desktop")}, "a"),
+            "nothing needed": ({"data_home/applications/a.desktop": a + "TryExec=\n",
+                                "config_home/mimeapps.list": defaults("a.desktop")}, "a"),
             **{name: ({"data_home/applications/a.desktop": text, "data_dirs1/applications/b.desktop": b,
                        "config_home/mimeapps.list": defaults("a.desktop;b.desktop")}, "b")
                for name, text in useless.items()},
@@ -127,10 +146,7 @@ class ApplicationsTest(EndToEndTest):
                     self.lay_out({"data_home/applications/a.desktop": self.entry("a", more, "{program} " + line),
                                   "config_home/mimeapps.list": defaults("a.desktop")})
                     self.assertEqual(0, self.run_tool().status)
-                    called = self.program("a").with_name("Vendra.called")
-                    wait_for(called.exists)
-                    where, *arguments = called.read_bytes().decode().split("\0")[:-1]
-                    called.unlink()
+                    where, *arguments = self.called("a")
                     self.assertEqual(str(place or self.app.project), where)
                     urls = re.compile(r"quorvex://xcode\?\S+")
                     self.assertEqual(expected, [urls.sub("URL", argument) for argument in arguments])
@@ -146,6 +162,26 @@ class ApplicationsTest(EndToEndTest):
             with self.subTest(name):
                 self.lay_out(files | {"data_home/applications/a.desktop": text})
                 self.assertEqual("b", self.chosen())
+        with self.subTest("folders that depend on where the tool is started"):
+            self.lay_out(files)
+            applications = self.app.project / "applications"
+            applications.mkdir()
+            (applications / "a.desktop").write_text(self.entry("a"))
+            (self.app.project / "mimeapps.list").write_text(defaults("a.desktop"))
+            settings = self.settings
+            self.settings = settings | {"XDG_DATA_HOME": "."} | {
+                name: f".:{settings[name]}" for name in ("XDG_DATA_DIRS", "XDG_CONFIG_DIRS")}
+            self.assertEqual("b", self.chosen())
+            self.settings = settings
+        with self.subTest("files that never end"):
+            self.lay_out(files)
+            os.mkfifo(self.root / "config_home/some-mimeapps.list")
+            os.mkfifo(self.root / "data_dirs1/applications/a.desktop")
+            self.assertEqual("b", self.chosen())
+        with self.subTest("a list with a line that is none"):
+            self.lay_out(files | {"config_dirs1/mimeapps.list": "what is this?\n" + defaults("b.desktop"),
+                                  "config_home/mimeapps.list": ""})
+            self.assertEqual("b", self.chosen())
         with self.subTest("found by its name alone"):
             self.lay_out(files | {"data_home/applications/a.desktop": self.entry("a", line="Vendra %u")})
             self.settings["PATH"] = f"{program.parent}{os.pathsep}{self.settings['PATH']}"

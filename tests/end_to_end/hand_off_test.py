@@ -180,6 +180,17 @@ class RoadTest(HandOffTest):
         self.assert_run(self.run_tool(API_KEY, through=self.ancestors("Xcode")), 1, self.sign_up())
         self.assertEqual("https://www.vendra.example/sign_up", self.received(contents))
 
+    def test_only_the_direct_road_loads_the_libraries_of_the_network(self):
+        self.settings["LD_DEBUG"] = "files"  # the loader names each file on standard error
+        for road in (self.DIRECT, self.HAND_OFF):
+            with self.subTest(road):
+                contents = self.register(info=NEW) if road == self.HAND_OFF else None
+                loaded = self.run_tool().stderr.decode()
+                for library in ("libcurl", "libssl", "libcrypto"):
+                    self.assertEqual(road == self.DIRECT, f"file={library}" in loaded, library)
+                if contents:
+                    self.received(contents)
+
     def test_an_app_that_keeps_running_holds_nothing_of_ours(self):
         contents = self.register(info=NEW, then=f"while [ -e '{self.app.project}' ]; do sleep 0.1; done")
         self.assert_run(self.run_tool(), 0, "")  # which ends although the app goes on

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "platform/Digest.h"
 #include "platform/JSON.h"
 #include "platform/RunLoop.h"
 #include "tests/platform/TemporaryFolder.h"
@@ -73,8 +74,12 @@ TEST(URLLoader, SendsTheRequestAsItIs) {
 
 TEST(URLLoader, RedirectTable) {
     const test::TemporaryFolder folder;
+    std::string content(9'000'000, 'b'); // more than is kept in memory behind the reader
+    for (size_t i = 0; i < content.size(); i += 1000)
+        content[i] = static_cast<char>(i / 1000);
     Data body = Data::withBytes("before");
-    body.append(*Data::withContentsOfFile(folder.file("file", std::string(3'000'000, 'b'))));
+    body.append(*Data::withContentsOfFile(folder.file("file", content)));
+    const std::string whole = md5(body), none = md5(Data());
     struct Row {
         const char* method;
         int status;
@@ -118,7 +123,7 @@ TEST(URLLoader, RedirectTable) {
         const bool away = holds(row.location, "//other") || holds(row.location, ":8443");
         const std::string head = text(echo, "head");
         EXPECT_EQ(text(echo, "method"), row.lastMethod);
-        EXPECT_EQ(echo.integer("size"), repeated ? 3'000'006 : 0);
+        EXPECT_EQ(text(echo, "md5"), repeated ? whole : none);
         EXPECT_EQ(holds(head, "Content-Type: text/x"), repeated);
         EXPECT_EQ(holds(head, "key"), !away) << head;
         EXPECT_TRUE(holds(head, "X-Other: other"));
