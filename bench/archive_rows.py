@@ -70,11 +70,12 @@ def against_libdeflate(bench: Bench) -> Iterator[Row]:
 def memory(bench: Bench) -> Iterator[Row]:
     content = symbols.dwarf_file(symbols.symbols()).read_bytes()
     runs = bench.runs(5)
-    for title, size in ("2 MB", 2_000_000), ("2 GB", 2_000_000_000):
+    for title, size, piece in (("2 MB", 2_000_000, content), ("2 GB", 2_000_000_000, content),
+                               ("300 MB of noise", 300_000_000, os.urandom(300_000_000))):
         source = bench.folder / title
         with open(source, "wb") as file:
             while (left := size - file.tell()) > 0:
-                file.write(content[:left])
+                file.write(piece[:left])
         peak = max(bench.archive(source, bench.folder / "ours.zip").peak for _ in range(runs))
         yield Row(f"peak memory of ditto, {title}", f"{peak / MIB:.1f} MiB", "", peak / MIB, 64, False, " MiB",
                   runs)
