@@ -114,7 +114,7 @@ class NetworkTest(EndToEndTest):
             child.returncode = os.waitstatus_to_exitcode(status)
             self.assertEqual((0, self.uploaded()), (child.returncode, stdout.decode()))
             peaks.append(usage.ru_maxrss)
-        self.assertLess(peaks[1] - peaks[0], 64 << 10, f"peaks in KiB: {peaks}")
+        self.assertLess(peaks[1] - peaks[0], 96 << 10, f"peaks in KiB: {peaks}")
 
 
 class Silence:
