@@ -31,9 +31,10 @@ public:
         uint32_t value_;
     };
 
-    static constexpr unsigned kBits =
-        10; // of each look; every further one doubles what is filled for a block
-    static constexpr unsigned kMostSkip = kBits + 13; // a distance has up to 13 bits behind its codeword
+    /// Bits of each look. Every further one doubles what is filled for a block.
+    static constexpr unsigned kBits = 10;
+    /// A distance has up to 13 bits behind its codeword.
+    static constexpr unsigned kMostSkip = kBits + 13;
 
     /// Fills the table for a block's codes.
     void fill(const HuffmanCode& literals, const HuffmanCode& distances);

@@ -61,8 +61,9 @@ std::optional<std::string> fileOfId(const std::string& folder, const std::string
     if (FileManager::fileExistsAtPath(path))
         return path;
     for (size_t hyphen = id.find('-'); hyphen != std::string::npos; hyphen = id.find('-', hyphen + 1)) {
-        const std::string inner = stringByAppendingPathComponent(folder, id.substr(0, hyphen));
-        if (!FileManager::isDirectoryAtPath(inner))
+        const std::string name = id.substr(0, hyphen);
+        const std::string inner = stringByAppendingPathComponent(folder, name);
+        if (name.empty() || name == "." || name == ".." || !FileManager::isDirectoryAtPath(inner))
             continue;
         if (std::optional<std::string> found = fileOfId(inner, id.substr(hyphen + 1)))
             return found;
@@ -98,7 +99,7 @@ std::optional<DesktopEntry> firstDefault(const std::string& type, const Strings&
                                          const Strings& folders) {
     for (const std::string& folder : lists) {
         for (const std::string& name : listNames()) {
-            const auto list = KeyFile::loadKey(stringByAppendingPathComponent(folder, name), type);
+            const auto list = KeyFile::load(stringByAppendingPathComponent(folder, name), type);
             if (auto entry = firstInstalled(listed(list, "Default Applications", type), folders))
                 return entry;
         }
@@ -110,9 +111,9 @@ std::optional<DesktopEntry> firstAssociated(const std::string& type, const Strin
                                             const Strings& folders) {
     Strings removed;
     for (const std::string& folder : lists) {
-        const auto list = KeyFile::loadKey(stringByAppendingPathComponent(folder, "mimeapps.list"), type);
+        const auto list = KeyFile::load(stringByAppendingPathComponent(folder, "mimeapps.list"), type);
         // What the desktop files of the folder say themselves.
-        const auto cache = KeyFile::loadKey(stringByAppendingPathComponent(folder, "mimeinfo.cache"), type);
+        const auto cache = KeyFile::load(stringByAppendingPathComponent(folder, "mimeinfo.cache"), type);
         const auto isRemoved = [&](const std::string& id) {
             return std::find(removed.begin(), removed.end(), id) != removed.end();
         };

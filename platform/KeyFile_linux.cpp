@@ -16,7 +16,7 @@ std::optional<std::string> taken(char* text) {
     return text ? std::optional<std::string>(text) : std::nullopt;
 }
 
-/// The lines that start a group or have the key.
+/// The lines that start a group or begin with the key; all when that is empty.
 std::string linesOf(std::string_view text, std::string_view key) {
     std::string kept;
     while (!text.empty()) {
@@ -34,17 +34,11 @@ void KeyFile::Free::operator()(_GKeyFile* file) const {
     ::g_key_file_unref(file);
 }
 
-std::optional<KeyFile> KeyFile::load(const std::string& path) {
+std::optional<KeyFile> KeyFile::load(const std::string& path, std::string_view key) {
     const Result<Data> data = Data::readFile(path, kMostBytes);
-    return data ? parse(data->string()) : std::nullopt;
-}
-
-std::optional<KeyFile> KeyFile::loadKey(const std::string& path, std::string_view key) {
-    const Result<Data> data = Data::readFile(path, kMostBytes);
-    return data ? parse(linesOf(data->string(), key)) : std::nullopt;
-}
-
-std::optional<KeyFile> KeyFile::parse(const std::string& text) {
+    if (!data)
+        return std::nullopt;
+    const std::string text = linesOf(data->string(), key);
     KeyFile file(::g_key_file_new());
     if (!::g_key_file_load_from_data(file.file_.get(), text.data(), text.size(), G_KEY_FILE_NONE, nullptr))
         return std::nullopt;

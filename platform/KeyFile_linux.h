@@ -14,11 +14,9 @@ namespace qvx::platform {
 /// Entry 1.5).
 class KeyFile {
 public:
-    /// Absent when the file cannot be read, is none of the kind, or is larger than 16 MiB.
-    static std::optional<KeyFile> load(const std::string& path);
-    /// The same of a file that may be long, of which one key is of interest: other lines are not looked at,
-    /// and may be as they like.
-    static std::optional<KeyFile> loadKey(const std::string& path, std::string_view key);
+    /// Absent when the file cannot be read, is none of the kind, or is larger than 16 MiB. Of a long file of
+    /// which one `key` is of interest, the lines of others are not looked at, and may be as they like.
+    static std::optional<KeyFile> load(const std::string& path, std::string_view key = {});
 
     /// Absent when the group has no such key, or its value is no UTF-8 or has an escape that does not exist.
     [[nodiscard]] std::optional<std::string> text(const char* group, const char* key) const;
@@ -31,8 +29,6 @@ private:
     struct Free {
         void operator()(_GKeyFile* file) const;
     };
-
-    static std::optional<KeyFile> parse(const std::string& text);
 
     explicit KeyFile(_GKeyFile* file) : file_(file) {}
 

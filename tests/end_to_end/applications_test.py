@@ -106,7 +106,7 @@ class ApplicationsTest(EndToEndTest):
             "several defaults": (
                 installed | {"config_home/mimeapps.list": defaults("gone.desktop;b.desktop")}, "b"),
             "no ids": (installed | {"config_home/mimeapps.list": defaults(
-                "../data_home/applications/a.desktop;a;;b.desktop")}, "b"),
+                "../applications/a.desktop;..-applications-a.desktop;-a.desktop;a;;b.desktop")}, "b"),
             "associations that one desktop makes": (installed | cache | {
                 "config_home/other-mimeapps.list": listed("Added Associations", "b.desktop")
                 + listed("Removed Associations", "c.desktop")}, "c"),
