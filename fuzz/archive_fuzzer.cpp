@@ -12,16 +12,12 @@
 
 #include "archive/BlockCompressor.h"
 #include "archive/DeflateWalker.h"
+#include "fuzz/require.h"
 
 namespace {
 
 using namespace qvx;
 using Bytes = std::vector<uint8_t>;
-
-void require(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
 
 struct Inflated {
     Bytes data;

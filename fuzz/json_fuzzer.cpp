@@ -5,17 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/require.h"
 #include "platform/JSON.h"
 #include "platform/String.h"
 
 namespace {
 
 using namespace qvx::platform;
-
-void require(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
 
 void examine(const Value& value, int depth) {
     if (const auto* text = value.get<std::string>())

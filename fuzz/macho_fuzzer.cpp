@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "macho/LoadCommands.h"
 #include "macho/QVXMachOFile.h"
 #include "macho/QVXdSYM.h"
@@ -24,11 +25,6 @@ namespace {
 
 using namespace qvx;
 using Pairs = std::vector<std::pair<std::optional<std::string>, std::string>>;
-
-void require(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
 
 // Requires that the range lies in the input, and reads its ends.
 void requireReadable(std::string_view input, const void* start, uint64_t count) {

@@ -6,16 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/require.h"
 #include "platform/URL.h"
 
 namespace {
 
 using namespace qvx::platform;
-
-void require(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
 
 bool isHexadecimal(char character) {
     return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F') ||

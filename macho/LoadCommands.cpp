@@ -87,14 +87,7 @@ std::optional<QVXMachOVersion> QVXMachOGetLinkedSDKVersion(const void* command) 
 }
 
 std::string QVXMachONormalizeUUID(const uint8_t* uuid) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(32);
-    for (size_t index = 0; index < 16; ++index) {
-        text += digits[uuid[index] >> 4];
-        text += digits[uuid[index] & 15];
-    }
-    return text;
+    return platform::hexadecimalString({uuid, 16});
 }
 
 std::optional<std::string> QVXMachOFormatVersion(const QVXMachOVersion* version) {

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <functional>
 
-#include "macho/ByteReader.h"
+#include "platform/ByteReader.h"
 
 /// One architecture of a Mach-O file as plain data. CPU types and subtypes are those of the platform's
 /// <mach/machine.h>.
 namespace qvx::macho {
+
+using platform::ByteReader;
 
 /// Points into an image that somebody else keeps mapped; valid as long as that image.
 struct QVXMachOSlice {

@@ -16,7 +16,7 @@ namespace {
 /// The default application for the scheme of `url`. Looked up once in the life of the process.
 const std::optional<DesktopEntry>& applicationFor(const URL& url) {
     static std::map<std::string, std::optional<DesktopEntry>> applications;
-    const std::string type = "x-scheme-handler/" + lowercaseString(url.scheme().value_or(""));
+    const std::string type = "x-scheme-handler/" + url.scheme().value_or("");
     const auto [found, isNew] = applications.try_emplace(type);
     if (isNew)
         found->second = defaultApplication(type);

@@ -11,16 +11,9 @@ namespace {
 bool findAll(const DynamicLibrary& file, CurlLibrary& library) {
     return file.find("curl_easy_init", library.easyInit) &&
            file.find("curl_easy_setopt", library.easySetopt) &&
+           file.find("curl_easy_perform", library.easyPerform) &&
            file.find("curl_easy_getinfo", library.easyGetinfo) &&
            file.find("curl_easy_cleanup", library.easyCleanup) &&
-           file.find("curl_multi_init", library.multiInit) &&
-           file.find("curl_multi_add_handle", library.multiAddHandle) &&
-           file.find("curl_multi_remove_handle", library.multiRemoveHandle) &&
-           file.find("curl_multi_perform", library.multiPerform) &&
-           file.find("curl_multi_poll", library.multiPoll) &&
-           file.find("curl_multi_wakeup", library.multiWakeup) &&
-           file.find("curl_multi_info_read", library.multiInfoRead) &&
-           file.find("curl_multi_cleanup", library.multiCleanup) &&
            file.find("curl_slist_append", library.slistAppend) &&
            file.find("curl_slist_free_all", library.slistFreeAll);
 }

@@ -12,16 +12,9 @@ namespace qvx::platform {
 struct CurlLibrary {
     decltype(&curl_easy_init) easyInit;
     decltype(&curl_easy_setopt) easySetopt;
+    decltype(&curl_easy_perform) easyPerform;
     decltype(&curl_easy_getinfo) easyGetinfo;
     decltype(&curl_easy_cleanup) easyCleanup;
-    decltype(&curl_multi_init) multiInit;
-    decltype(&curl_multi_add_handle) multiAddHandle;
-    decltype(&curl_multi_remove_handle) multiRemoveHandle;
-    decltype(&curl_multi_perform) multiPerform;
-    decltype(&curl_multi_poll) multiPoll;
-    decltype(&curl_multi_wakeup) multiWakeup;
-    decltype(&curl_multi_info_read) multiInfoRead;
-    decltype(&curl_multi_cleanup) multiCleanup;
     decltype(&curl_slist_append) slistAppend;
     decltype(&curl_slist_free_all) slistFreeAll;
 
@@ -35,14 +28,10 @@ struct CurlLibrary {
 struct CurlDeleter {
     void operator()(CURL* easy) const { CurlLibrary::shared().easyCleanup(easy); }
 };
-struct CurlMultiDeleter {
-    void operator()(CURLM* multi) const { CurlLibrary::shared().multiCleanup(multi); }
-};
 struct CurlListDeleter {
     void operator()(curl_slist* list) const { CurlLibrary::shared().slistFreeAll(list); }
 };
 using CurlHandle = std::unique_ptr<CURL, CurlDeleter>;
-using CurlMultiHandle = std::unique_ptr<CURLM, CurlMultiDeleter>;
 using CurlList = std::unique_ptr<curl_slist, CurlListDeleter>;
 
 } // namespace qvx::platform

@@ -1,5 +1,3 @@
-#include <glib.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <string_view>
@@ -9,6 +7,7 @@
 #include "platform/FileManager.h"
 #include "platform/KeyFile_linux.h"
 #include "platform/String.h"
+#include "platform/XDGFolders_linux.h"
 
 namespace qvx::platform {
 
@@ -16,17 +15,10 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-void addFolder(const char* folder, Strings& folders) {
-    if (folder[0] == '/') // others are to be ignored, as they would depend on where the tool is started
-        folders.emplace_back(folder);
-}
-
 /// Where desktop files lie, the most important folder first.
 Strings applicationFolders() {
-    Strings folders;
-    addFolder(::g_get_user_data_dir(), folders);
-    for (const char* const* folder = ::g_get_system_data_dirs(); *folder; ++folder)
-        addFolder(*folder, folders);
+    Strings folders = systemFolders("XDG_DATA_DIRS", "/usr/local/share:/usr/share");
+    folders.insert(folders.begin(), userFolder("XDG_DATA_HOME", ".local/share"));
     for (std::string& folder : folders)
         folder = stringByAppendingPathComponent(folder, "applications");
     return folders;
@@ -34,10 +26,8 @@ Strings applicationFolders() {
 
 /// Where else there are lists of associations; these are more important.
 Strings configurationFolders() {
-    Strings folders;
-    addFolder(::g_get_user_config_dir(), folders);
-    for (const char* const* folder = ::g_get_system_config_dirs(); *folder; ++folder)
-        addFolder(*folder, folders);
+    Strings folders = systemFolders("XDG_CONFIG_DIRS", "/etc/xdg");
+    folders.insert(folders.begin(), userFolder("XDG_CONFIG_HOME", ".config"));
     return folders;
 }
 
@@ -45,11 +35,9 @@ Strings configurationFolders() {
 Strings listNames() {
     Strings names;
     const char* const desktops = std::getenv("XDG_CURRENT_DESKTOP");
-    std::string_view rest = desktops ? desktops : "";
-    while (!rest.empty()) {
-        const size_t end = std::min(rest.find(':'), rest.size());
-        names.push_back(lowercaseString(rest.substr(0, end)) + "-mimeapps.list");
-        rest.remove_prefix(std::min(end + 1, rest.size()));
+    for (const std::string& desktop : componentsSeparatedBy(desktops ? desktops : "", ':')) {
+        if (!desktop.empty())
+            names.push_back(lowercaseASCII(desktop) + "-mimeapps.list");
     }
     names.emplace_back("mimeapps.list");
     return names;
@@ -92,14 +80,14 @@ std::optional<DesktopEntry> firstInstalled(const Strings& ids, const Strings& fo
 }
 
 Strings listed(const std::optional<KeyFile>& file, const char* group, const std::string& type) {
-    return file ? file->list(group, type.c_str()) : Strings();
+    return file ? file->list(group, type) : Strings();
 }
 
 std::optional<DesktopEntry> firstDefault(const std::string& type, const Strings& lists,
                                          const Strings& folders) {
     for (const std::string& folder : lists) {
         for (const std::string& name : listNames()) {
-            const auto list = KeyFile::load(stringByAppendingPathComponent(folder, name), type);
+            const auto list = KeyFile::load(stringByAppendingPathComponent(folder, name));
             if (auto entry = firstInstalled(listed(list, "Default Applications", type), folders))
                 return entry;
         }
@@ -111,9 +99,9 @@ std::optional<DesktopEntry> firstAssociated(const std::string& type, const Strin
                                             const Strings& folders) {
     Strings removed;
     for (const std::string& folder : lists) {
-        const auto list = KeyFile::load(stringByAppendingPathComponent(folder, "mimeapps.list"), type);
+        const auto list = KeyFile::load(stringByAppendingPathComponent(folder, "mimeapps.list"));
         // What the desktop files of the folder say themselves.
-        const auto cache = KeyFile::load(stringByAppendingPathComponent(folder, "mimeinfo.cache"), type);
+        const auto cache = KeyFile::load(stringByAppendingPathComponent(folder, "mimeinfo.cache"));
         const auto isRemoved = [&](const std::string& id) {
             return std::find(removed.begin(), removed.end(), id) != removed.end();
         };

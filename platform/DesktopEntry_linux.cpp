@@ -1,9 +1,10 @@
-#include <glib.h>
-
-#include <memory>
-
 #include "platform/DesktopEntry_linux.h"
-#include "platform/KeyFile_linux.h"
+
+#include <unistd.h>
+
+#include "platform/FileManager.h"
+#include "platform/String.h"
+#include "platform/XDGFolders_linux.h"
 
 namespace qvx::platform {
 
@@ -11,43 +12,78 @@ namespace {
 
 constexpr char kGroup[] = "Desktop Entry";
 
+bool isProgram(const std::string& path) {
+    return !FileManager::isDirectoryAtPath(path) && ::access(path.c_str(), X_OK) == 0;
+}
+
+/// The program of that name, in the folders where commands are looked for unless it is a path.
 std::optional<std::string> programInPath(const std::string& name) {
-    const std::unique_ptr<char, decltype(&::g_free)> path(::g_find_program_in_path(name.c_str()), &::g_free);
-    return path ? std::optional<std::string>(path.get()) : std::nullopt;
+    if (name.find('/') != std::string::npos)
+        return name.starts_with('/') && isProgram(name) ? std::optional(name) : std::nullopt;
+    for (const std::string& folder : systemFolders("PATH", "/usr/local/bin:/usr/bin:/bin")) {
+        std::string path = stringByAppendingPathComponent(folder, name);
+        if (isProgram(path))
+            return path;
+    }
+    return std::nullopt;
 }
 
 /// The words of a command line, quoted as for a shell; empty when a quote is not closed.
-std::vector<std::string> split(const std::string& line) {
-    int count = 0;
-    char** words = nullptr;
-    if (!::g_shell_parse_argv(line.c_str(), &count, &words, nullptr))
-        return {};
-    const std::unique_ptr<char*, decltype(&::g_strfreev)> owner(words, &::g_strfreev);
-    return {words, words + count};
+std::vector<std::string> wordsOf(std::string_view line) {
+    std::vector<std::string> words;
+    bool isInWord = false;
+    char quote = '\0';
+    for (size_t index = 0; index < line.size(); ++index) {
+        const char character = line[index];
+        const bool isBlank = character == ' ' || character == '\t' || character == '\n';
+        if (quote == '\0' && isBlank) {
+            isInWord = false;
+            continue;
+        }
+        if (!isInWord)
+            words.emplace_back();
+        isInWord = true;
+        if (character == quote) {
+            quote = '\0';
+        } else if (quote == '\0' && (character == '"' || character == '\'')) {
+            quote = character;
+        } else if (character == '\\' && quote != '\'' && index + 1 < line.size() &&
+                   (quote == '\0' ||
+                    std::string_view("\"\\$`").find(line[index + 1]) != std::string_view::npos)) {
+            words.back() += line[++index];
+        } else {
+            words.back() += character;
+        }
+    }
+    return quote == '\0' ? words : std::vector<std::string>();
 }
 
 } // namespace
 
 std::optional<DesktopEntry> DesktopEntry::load(const std::string& path) {
     const std::optional<KeyFile> file = KeyFile::load(path);
-    if (!file || file->text(kGroup, "Type") != "Application" || file->text(kGroup, "Hidden") == "true" ||
-        file->text(kGroup, "Terminal") == "true")
+    return file ? describedBy(*file, path) : std::nullopt;
+}
+
+std::optional<DesktopEntry> DesktopEntry::describedBy(const KeyFile& file, const std::string& path) {
+    if (file.text(kGroup, "Type") != "Application" || file.text(kGroup, "Hidden") == "true" ||
+        file.text(kGroup, "Terminal") == "true")
         return std::nullopt;
-    const std::optional<std::string> required = file->text(kGroup, "TryExec");
+    const std::optional<std::string> required = file.text(kGroup, "TryExec");
     if (required && !required->empty() && !programInPath(*required))
         return std::nullopt;
     DesktopEntry entry;
-    entry.words_ = split(file->text(kGroup, "Exec").value_or(""));
+    entry.words_ = wordsOf(file.text(kGroup, "Exec").value_or(""));
     const auto program = entry.words_.empty() ? std::nullopt : programInPath(entry.words_.front());
     if (!program)
         return std::nullopt;
     entry.path_ = path;
     entry.program_ = *program;
-    entry.directory_ = file->text(kGroup, "Path");
+    entry.directory_ = file.text(kGroup, "Path");
     if (entry.directory_ == "")
         entry.directory_.reset();
-    entry.name_ = file->localText(kGroup, "Name").value_or("");
-    entry.icon_ = file->localText(kGroup, "Icon").value_or("");
+    entry.name_ = file.localText(kGroup, "Name").value_or("");
+    entry.icon_ = file.localText(kGroup, "Icon").value_or("");
     return entry;
 }
 

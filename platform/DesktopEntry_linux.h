@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/KeyFile_linux.h"
+
 namespace qvx::platform {
 
 /// An application, as a desktop file describes it (freedesktop.org, Desktop Entry 1.5).
@@ -12,6 +14,9 @@ public:
     /// Absent when the file cannot be read, or is hidden, or describes no program that is there and can be
     /// started without a terminal.
     static std::optional<DesktopEntry> load(const std::string& path);
+
+    /// The same of a file that was read; `path` is where it stands.
+    static std::optional<DesktopEntry> describedBy(const KeyFile& file, const std::string& path);
 
     /// The path of the program.
     [[nodiscard]] const std::string& program() const { return program_; }

@@ -5,15 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "platform/DirectoryListing_linux.h"
 #include "platform/FileManager.h"
-#include "platform/ProcessInfo.h"
-#include "platform/String.h"
+#include "platform/XDGFolders_linux.h"
 
 namespace qvx::platform::FileManager {
 
@@ -94,10 +92,7 @@ std::string stringByResolvingSymlinksInPath(std::string_view path) {
 }
 
 std::string cachesDirectory() {
-    const char* cache = std::getenv("XDG_CACHE_HOME");
-    if (cache && cache[0] == '/')
-        return cache;
-    return stringByAppendingPathComponent(homeDirectory(), ".cache");
+    return userFolder("XDG_CACHE_HOME", ".cache");
 }
 
 } // namespace qvx::platform::FileManager

@@ -3,14 +3,15 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
-#include <vector>
+
+#include "platform/ValueBuilder.h"
 
 namespace qvx::platform {
 
 namespace {
 
-/// Builds a `Value` from the parser's events; each answers whether parsing goes on.
-class Builder final : public nlohmann::json_sax<nlohmann::json> {
+/// Hands on the parser's events; each answers whether parsing goes on.
+class Events final : public nlohmann::json_sax<nlohmann::json> {
 public:
     bool null() override { return add(nullptr); }
     bool boolean(bool value) override { return add(value); }
@@ -22,67 +23,36 @@ public:
     bool number_float(number_float_t value, const string_t&) override { return add(value); }
     bool string(string_t& value) override { return add(std::move(value)); }
     bool binary(binary_t&) override { return false; }
-    bool key(string_t& value) override {
-        open_.back().key = std::move(value);
-        return true;
-    }
-    bool start_object(size_t) override { return open(Dictionary()); }
-    bool end_object() override { return close(); }
-    bool start_array(size_t) override { return open(Value::Array()); }
-    bool end_array() override { return close(); }
+    bool key(string_t& value) override { return builder_.setKey(std::move(value)); }
+    bool start_object(size_t) override { return builder_.openDictionary(); }
+    bool end_object() override { return builder_.close(); }
+    bool start_array(size_t) override { return builder_.openArray(); }
+    bool end_array() override { return builder_.close(); }
     bool parse_error(size_t, const std::string&, const nlohmann::detail::exception&) override {
         return false;
     }
 
-    std::optional<Value> takeResult() { return std::move(result_); }
+    /// Only an array or a dictionary makes a whole text.
+    std::optional<Value> takeResult() {
+        std::optional<Value> result = builder_.takeResult();
+        return result && (result->get<Dictionary>() || result->get<Value::Array>()) ? result : std::nullopt;
+    }
 
 private:
-    static constexpr size_t maximumDepth = 512;
+    bool add(Value value) { return builder_.add(std::move(value)); }
 
-    struct Container {
-        std::variant<Dictionary, Value::Array> content;
-        std::string key;
-    };
-
-    bool open(std::variant<Dictionary, Value::Array> content) {
-        open_.push_back({std::move(content), {}});
-        return open_.size() <= maximumDepth;
-    }
-
-    bool close() {
-        Container closed = std::move(open_.back());
-        open_.pop_back();
-        Value value = std::visit([](auto& content) { return Value(std::move(content)); }, closed.content);
-        if (!open_.empty())
-            return add(std::move(value));
-        result_ = std::move(value);
-        return true;
-    }
-
-    bool add(Value value) {
-        if (open_.empty())
-            return false; // a bare value at the top
-        Container& container = open_.back();
-        if (auto* dictionary = std::get_if<Dictionary>(&container.content))
-            dictionary->append(std::move(container.key), std::move(value));
-        else
-            std::get<Value::Array>(container.content).push_back(std::move(value));
-        return true;
-    }
-
-    std::vector<Container> open_;
-    std::optional<Value> result_;
+    ValueBuilder builder_;
 };
 
 } // namespace
 
 std::optional<Value> JSONObjectWithData(const Data& data) {
     const std::string text = data.string();
-    Builder builder;
+    Events events;
     // The parser takes a NUL for the end of the text; JSON holds none unescaped.
-    if (text.find('\0') != std::string::npos || !nlohmann::json::sax_parse(text, &builder))
+    if (text.find('\0') != std::string::npos || !nlohmann::json::sax_parse(text, &events))
         return std::nullopt;
-    return builder.takeResult();
+    return events.takeResult();
 }
 
 } // namespace qvx::platform

@@ -1,63 +1,107 @@
-#include <glib.h>
+#include "platform/KeyFile_linux.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "platform/Data.h"
-#include "platform/KeyFile_linux.h"
+#include "platform/String.h"
 
 namespace qvx::platform {
 
 namespace {
 
-constexpr size_t kMostBytes = size_t{16} << 20;
+constexpr size_t maximumFileSize = size_t{16} << 20;
+constexpr std::string_view blanks = " \t\r";
 
-std::optional<std::string> taken(char* text) {
-    const std::unique_ptr<char, decltype(&::g_free)> owner(text, &::g_free);
-    return text ? std::optional<std::string>(text) : std::nullopt;
+std::string_view trimmed(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-/// The lines that start a group or begin with the key; all when that is empty.
-std::string linesOf(std::string_view text, std::string_view key) {
-    std::string kept;
-    while (!text.empty()) {
-        const size_t length = std::min(text.find('\n'), text.size() - 1) + 1;
-        if (text.front() == '[' || text.starts_with(key))
-            kept += text.substr(0, length);
-        text.remove_prefix(length);
+/// The pieces of a value, its escapes undone, cut at each `separator` that is not escaped; absent when the
+/// value is none.
+std::optional<std::vector<std::string>> piecesOf(std::string_view value, char separator) {
+    constexpr std::string_view letters = "sntr\\", meanings = " \n\t\r\\";
+    if (!isUTF8(value))
+        return std::nullopt;
+    std::vector<std::string> pieces{""};
+    for (size_t index = 0; index < value.size(); ++index) {
+        if (value[index] == separator) {
+            pieces.emplace_back();
+        } else if (value[index] != '\\') {
+            pieces.back() += value[index];
+        } else if (++index < value.size() && value[index] == separator) {
+            pieces.back() += separator;
+        } else {
+            const size_t place = index < value.size() ? letters.find(value[index]) : std::string_view::npos;
+            if (place == std::string_view::npos)
+                return std::nullopt;
+            pieces.back() += meanings[place];
+        }
     }
-    return kept;
+    return pieces;
+}
+
+/// The names that the user's language has in keys, the one that fits best first: of `de_AT.UTF-8@euro` they
+/// are `de_AT@euro`, `de_AT`, `de@euro` and `de`.
+std::vector<std::string> languages() {
+    std::string_view locale;
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(variable);
+        if (locale.empty() && value)
+            locale = value;
+    }
+    const size_t at = std::min(locale.find('@'), locale.size());
+    const std::string modifier(locale.substr(at));
+    const std::string country(locale.substr(0, std::min(locale.find('.'), at)));
+    const std::string language = country.substr(0, country.find('_'));
+    return {country + modifier, country, language + modifier, language};
 }
 
 } // namespace
 
-void KeyFile::Free::operator()(_GKeyFile* file) const {
-    ::g_key_file_unref(file);
+std::optional<KeyFile> KeyFile::load(const std::string& path) {
+    const Result<Data> data = Data::readFile(path, maximumFileSize);
+    return data ? std::optional(KeyFile(data->string())) : std::nullopt;
 }
 
-std::optional<KeyFile> KeyFile::load(const std::string& path, std::string_view key) {
-    const Result<Data> data = Data::readFile(path, kMostBytes);
-    if (!data)
-        return std::nullopt;
-    const std::string text = linesOf(data->string(), key);
-    KeyFile file(::g_key_file_new());
-    if (!::g_key_file_load_from_data(file.file_.get(), text.data(), text.size(), G_KEY_FILE_NONE, nullptr))
-        return std::nullopt;
-    return file;
+std::optional<std::string_view> KeyFile::value(std::string_view group, std::string_view key) const {
+    std::optional<std::string_view> value;
+    bool isInGroup = false;
+    for (std::string_view rest = text_; !rest.empty();) {
+        const size_t end = std::min(rest.find('\n'), rest.size());
+        const std::string_view line = trimmed(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        if (line.starts_with('['))
+            isInGroup = line.substr(1, line.find(']') - 1) == group;
+        else if (isInGroup && line.starts_with(key) && trimmed(line.substr(key.size())).starts_with('='))
+            value = trimmed(line.substr(line.find('=', key.size()) + 1));
+    }
+    return value;
 }
 
-std::optional<std::string> KeyFile::text(const char* group, const char* key) const {
-    return taken(::g_key_file_get_string(file_.get(), group, key, nullptr));
+std::optional<std::string> KeyFile::text(std::string_view group, std::string_view key) const {
+    const std::optional<std::string_view> found = value(group, key);
+    const auto pieces = found ? piecesOf(*found, '\0') : std::nullopt;
+    return pieces ? std::optional(pieces->front()) : std::nullopt;
 }
 
-std::optional<std::string> KeyFile::localText(const char* group, const char* key) const {
-    return taken(::g_key_file_get_locale_string(file_.get(), group, key, nullptr, nullptr));
+std::optional<std::string> KeyFile::localText(std::string_view group, const std::string& key) const {
+    for (const std::string& language : languages()) {
+        if (std::optional<std::string> found = text(group, key + "[" + language + "]"))
+            return found;
+    }
+    return text(group, key);
 }
 
-std::vector<std::string> KeyFile::list(const char* group, const char* key) const {
-    size_t count = 0;
-    const std::unique_ptr<char*, decltype(&::g_strfreev)> pieces(
-        ::g_key_file_get_string_list(file_.get(), group, key, &count, nullptr), &::g_strfreev);
-    return pieces ? std::vector<std::string>(pieces.get(), pieces.get() + count) : std::vector<std::string>();
+std::vector<std::string> KeyFile::list(std::string_view group, std::string_view key) const {
+    const std::optional<std::string_view> found = value(group, key);
+    std::optional<std::vector<std::string>> pieces = found ? piecesOf(*found, ';') : std::nullopt;
+    if (!pieces)
+        return {};
+    if (pieces->back().empty()) // behind the separator that ends a list
+        pieces->pop_back();
+    return *std::move(pieces);
 }
 
 } // namespace qvx::platform

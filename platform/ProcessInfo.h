@@ -31,7 +31,8 @@ private:
 /// The user's home directory: HOME when that is an absolute path, else the account's.
 [[nodiscard]] std::string homeDirectory();
 
-/// A new UUID in the platform's form: upper-case hexadecimal digits in groups of 8-4-4-4-12.
+/// A new random UUID (RFC 9562, version 4) in the platform's form: upper-case hexadecimal digits in groups of
+/// 8-4-4-4-12.
 [[nodiscard]] std::string createUUIDString();
 
 /// A string that no other process and no other call has given, fit to be a file name.

@@ -1,13 +1,14 @@
-#include <glib.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdlib>
-#include <memory>
 
 #include "platform/ProcessInfo.h"
+#include "platform/RandomBytes.h"
+#include "platform/String.h"
 
 namespace qvx::platform {
 
@@ -36,8 +37,13 @@ std::string homeDirectory() {
 }
 
 std::string createUUIDString() {
-    const std::unique_ptr<char, decltype(&g_free)> uuid(g_uuid_string_random(), &g_free);
-    std::string text(uuid.get());
+    std::array<uint8_t, 16> bytes{};
+    fillWithRandomBytes(bytes);
+    bytes[6] = static_cast<uint8_t>(0x40 | (bytes[6] & 0x0F)); // the version
+    bytes[8] = static_cast<uint8_t>(0x80 | (bytes[8] & 0x3F)); // the variant
+    std::string text = hexadecimalString(bytes);
+    for (const size_t hyphen : {8U, 13U, 18U, 23U})
+        text.insert(hyphen, 1, '-');
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
     return text;

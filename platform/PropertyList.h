@@ -9,16 +9,17 @@
 
 namespace qvx::platform {
 
-/// Parses a property list, XML or binary. What cannot be parsed, or nests deeper than 512, gives an error of
-/// the domain NSCocoaErrorDomain with code 3840. Dates are read to the whole second, those more than 68 years
-/// from 2001 wrongly.
+/// Parses a property list: XML, binary or old style (see PropertyListFormats.h). What cannot be parsed, nests
+/// deeper than 512 or is larger than 16 MiB gives an error of the domain NSCocoaErrorDomain with code 3840.
+/// Of pairs with the same key the last one's value counts.
 Result<Value> propertyListWithData(const Data& data);
 
 /// The dictionary in the property-list file at `path` (UTF-8); absent when the file cannot be read, is no
 /// regular file or holds anything else.
 std::optional<Dictionary> dictionaryWithContentsOfFile(std::string_view path);
 
-/// The dictionary as an XML property list in UTF-8. Characters that XML cannot hold become U+FFFD.
+/// The dictionary as an XML property list in UTF-8, its pairs in their order. Characters that XML cannot hold
+/// become U+FFFD, null an empty string.
 std::string xmlPropertyList(const Dictionary& dictionary);
 
 /// Writes the dictionary as an XML property list to `path`: to a temporary file beside it, readable by its

@@ -1,9 +1,7 @@
 #include "platform/RunLoop.h"
 
-#include <glib.h>
-
+#include <condition_variable>
 #include <deque>
-#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -15,6 +13,7 @@ namespace {
 /// exits.
 struct Queue {
     std::mutex mutex;
+    std::condition_variable handedOver;
     std::deque<std::function<void()>> blocks;
 };
 
@@ -23,49 +22,38 @@ Queue& queue() {
     return *instance;
 }
 
-/// Touched by the loop's thread alone.
-GMainLoop* innermost = nullptr;
+/// Whether the innermost run was told to end; null when none runs. Touched by the loop's thread alone.
+bool* innermostIsStopped = nullptr;
 
-gboolean runNextBlock(gpointer) {
-    std::function<void()> block;
-    {
-        const std::lock_guard lock(queue().mutex);
-        block = std::move(queue().blocks.front());
-        queue().blocks.pop_front();
-    }
-    block();
-    return G_SOURCE_REMOVE;
+std::function<void()> takeNextBlock() {
+    std::unique_lock lock(queue().mutex);
+    queue().handedOver.wait(lock, [] { return !queue().blocks.empty(); });
+    std::function<void()> block = std::move(queue().blocks.front());
+    queue().blocks.pop_front();
+    return block;
 }
 
 } // namespace
 
 void perform(std::function<void()> block) {
-    {
-        const std::lock_guard lock(queue().mutex);
-        queue().blocks.push_back(std::move(block));
-    }
-    // One source a block, attached rather than invoked: invoking would run it on the calling thread when no
-    // thread runs the loop.
-    GSource* source = g_idle_source_new();
-    g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(source, runNextBlock, nullptr, nullptr);
-    g_source_attach(source, nullptr);
-    g_source_unref(source);
+    const std::lock_guard lock(queue().mutex);
+    queue().blocks.push_back(std::move(block));
+    queue().handedOver.notify_one();
 }
 
 void run() {
-    const std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop(g_main_loop_new(nullptr, FALSE),
-                                                                        g_main_loop_unref);
-    GMainLoop* const outer = std::exchange(innermost, loop.get());
-    g_main_loop_run(loop.get());
-    innermost = outer;
+    bool isStopped = false;
+    bool* const outer = std::exchange(innermostIsStopped, &isStopped);
+    while (!isStopped)
+        takeNextBlock()();
+    innermostIsStopped = outer;
 }
 
 void stop() {
     // As a block of the loop, so that a stop that comes before the run is not lost.
     perform([] {
-        if (innermost)
-            g_main_loop_quit(innermost);
+        if (innermostIsStopped)
+            *innermostIsStopped = true;
     });
 }
 

@@ -5,8 +5,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 namespace qvx::platform {
 
 namespace {
@@ -20,9 +18,6 @@ uint64_t bytesMoved(int descriptor) {
 }
 
 } // namespace
-
-SocketActivity::SocketActivity(double patience)
-    : patience_(patience), interval_(static_cast<int>(std::clamp(patience * 20, 5.0, 250.0))) {}
 
 curl_socket_t SocketActivity::open(void* activity, curlsocktype, curl_sockaddr* address) {
     const int descriptor = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);

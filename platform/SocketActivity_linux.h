@@ -16,7 +16,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// \param patience seconds without a byte after which the exchange counts as idle
-    explicit SocketActivity(double patience);
+    explicit SocketActivity(double patience) : patience_(patience) {}
 
     /// The callbacks for CURLOPT_OPENSOCKETFUNCTION and CURLOPT_CLOSESOCKETFUNCTION, which take the object as
     /// their data.
@@ -30,9 +30,6 @@ public:
     /// Starts the patience anew, for another request of the same exchange.
     void restart() { lastMove_ = Clock::now(); }
 
-    /// Milliseconds after which `isIdle` wants to be called again.
-    [[nodiscard]] int pollInterval() const { return interval_; }
-
 private:
     struct Socket {
         int descriptor;
@@ -44,7 +41,6 @@ private:
 
     std::vector<Socket> sockets_;
     std::chrono::duration<double> patience_;
-    int interval_;
     Clock::time_point lastMove_ = Clock::now();
 };
 

@@ -1,42 +1,57 @@
 #include "platform/String.h"
 
-#include <glib.h>
-
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace qvx::platform {
 
 namespace {
 
-std::string takeString(char* text) {
-    const std::unique_ptr<char, decltype(&g_free)> owner(text, &g_free);
-    return std::string(owner.get());
-}
+struct Character {
+    uint32_t codePoint = 0;
+    size_t length = 0; ///< in bytes; 0 when the text does not begin with a UTF-8 character
+};
 
-/// GLib takes a NUL for the end of its text, so longer text goes through it piece by piece.
-template <class Visit>
-void forEachPieceBetweenNULs(std::string_view text, const Visit& visit) {
-    while (true) {
-        const size_t end = text.find('\0');
-        visit(text.substr(0, end));
-        if (end == std::string_view::npos)
-            return;
-        text.remove_prefix(end + 1);
+/// What `text`, which is not empty, begins with (RFC 3629).
+Character firstCharacter(std::string_view text) {
+    const auto byteAt = [&](size_t index) {
+        return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
+    };
+    const uint32_t lead = byteAt(0);
+    if (lead < 0x80)
+        return {lead, 1};
+    const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    uint32_t codePoint = lead & (0x7FU >> length);
+    for (size_t index = 1; index < length; ++index) {
+        if ((byteAt(index) & 0xC0) != 0x80)
+            return {};
+        codePoint = codePoint << 6 | (byteAt(index) & 0x3F);
     }
+    constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // or fewer bytes would do
+    const bool isSurrogate = (codePoint & 0xFFFFF800) == 0xD800;
+    if (lead < 0xC0 || lead >= 0xF8 || codePoint < least[length] || codePoint > 0x10FFFF || isSurrogate)
+        return {};
+    return {codePoint, length};
 }
 
-template <class Convert>
-std::string convertPieces(std::string_view text, const Convert& convert) {
-    std::string result;
-    bool first = true;
-    forEachPieceBetweenNULs(text, [&](std::string_view piece) {
-        if (!first)
-            result += '\0';
-        first = false;
-        result += takeString(convert(piece.data(), static_cast<gssize>(piece.size())));
-    });
-    return result;
+/// \param codePoint no surrogate, and not past the last character
+void append(std::string& text, uint32_t codePoint) {
+    const auto add = [&](uint32_t byte) { text += static_cast<char>(byte); };
+    if (codePoint < 0x80)
+        return add(codePoint);
+    if (codePoint < 0x800) {
+        add(0xC0 | codePoint >> 6);
+    } else {
+        if (codePoint < 0x10000) {
+            add(0xE0 | codePoint >> 12);
+        } else {
+            add(0xF0 | codePoint >> 18);
+            add(0x80 | (codePoint >> 12 & 0x3F));
+        }
+        add(0x80 | (codePoint >> 6 & 0x3F));
+    }
+    add(0x80 | (codePoint & 0x3F));
 }
 
 std::string_view skipBlanks(std::string_view text) {
@@ -47,11 +62,13 @@ std::string_view skipBlanks(std::string_view text) {
 } // namespace
 
 bool isUTF8(std::string_view text) {
-    bool valid = true;
-    forEachPieceBetweenNULs(text, [&](std::string_view piece) {
-        valid = valid && g_utf8_validate(piece.data(), static_cast<gssize>(piece.size()), nullptr) != 0;
-    });
-    return valid;
+    while (!text.empty()) {
+        const size_t length = firstCharacter(text).length;
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
 }
 
 std::optional<std::string> stringWithUTF8String(std::string_view text) {
@@ -59,11 +76,42 @@ std::optional<std::string> stringWithUTF8String(std::string_view text) {
 }
 
 std::string validUTF8(std::string_view text) {
-    return convertPieces(text, &g_utf8_make_valid);
+    std::string result;
+    while (!text.empty()) {
+        const size_t length = firstCharacter(text).length;
+        result += length > 0 ? text.substr(0, length) : "\uFFFD";
+        text.remove_prefix(std::max<size_t>(length, 1));
+    }
+    return result;
 }
 
-std::string lowercaseString(std::string_view text) {
-    return convertPieces(text, &g_utf8_strdown);
+std::string stringWithUTF16(std::u16string_view units) {
+    constexpr uint32_t replacement = 0xFFFD;
+    std::string result;
+    for (size_t index = 0; index < units.size(); ++index) {
+        const uint32_t unit = units[index];
+        const uint32_t next = index + 1 < units.size() ? units[index + 1] : 0;
+        if ((unit & 0xFC00) == 0xD800 && (next & 0xFC00) == 0xDC00) {
+            append(result, 0x10000 + ((unit & 0x3FF) << 10 | (next & 0x3FF)));
+            index += 1;
+        } else {
+            append(result, (unit & 0xF800) == 0xD800 ? replacement : unit);
+        }
+    }
+    return result;
+}
+
+std::string lowercaseASCII(std::string_view text) {
+    std::string result(text);
+    for (char& character : result) {
+        if (character >= 'A' && character <= 'Z')
+            character = static_cast<char>(character - 'A' + 'a');
+    }
+    return result;
+}
+
+bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+    return lowercaseASCII(left) == lowercaseASCII(right);
 }
 
 size_t lengthInUTF16(std::string_view text) {
@@ -77,8 +125,15 @@ size_t lengthInUTF16(std::string_view text) {
     return length;
 }
 
-bool equalsIgnoringCase(std::string_view left, std::string_view right) {
-    return lowercaseString(left) == lowercaseString(right);
+std::string hexadecimalString(std::span<const uint8_t> bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const uint8_t byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
 }
 
 bool boolValue(std::string_view text) {
@@ -104,6 +159,17 @@ int32_t integerValue(std::string_view text) {
     }
     const int64_t value = negative ? -magnitude : magnitude;
     return static_cast<int32_t>(std::min<int64_t>(value, std::numeric_limits<int32_t>::max()));
+}
+
+std::vector<std::string> componentsSeparatedBy(std::string_view text, char separator) {
+    std::vector<std::string> components{""};
+    for (const char character : text) {
+        if (character == separator)
+            components.emplace_back();
+        else
+            components.back() += character;
+    }
+    return components;
 }
 
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component) {

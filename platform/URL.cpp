@@ -201,7 +201,7 @@ URL URL::fileURLWithPath(std::string_view path) {
 
 std::optional<std::string> URL::scheme() const {
     const Parts parts = split(text_);
-    return parts.scheme ? std::optional(lowercaseString(*parts.scheme)) : std::nullopt;
+    return parts.scheme ? std::optional(lowercaseASCII(*parts.scheme)) : std::nullopt;
 }
 
 std::optional<std::string> URL::host() const {
@@ -213,7 +213,7 @@ std::optional<std::string> URL::host() const {
         host = host.substr(1, host.find(']') - 1);
     else
         host = host.substr(0, host.find(':'));
-    return lowercaseString(percentDecoded(host));
+    return lowercaseASCII(percentDecoded(host));
 }
 
 uint16_t URL::port() const {

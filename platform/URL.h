@@ -28,7 +28,8 @@ public:
     /// Scheme in lower case; absent in a relative URL.
     [[nodiscard]] std::optional<std::string> scheme() const;
 
-    /// Host in lower case, without brackets; absent when the URL has no authority.
+    /// Host with its escapes decoded, whatever bytes that gives, and ASCII letters in lower case, without
+    /// brackets; absent when the URL has no authority.
     [[nodiscard]] std::optional<std::string> host() const;
 
     /// The port that is written out, else the one of https (443) or http (80), else 0.

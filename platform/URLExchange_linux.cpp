@@ -1,11 +1,10 @@
 #include "platform/URLExchange_linux.h"
 
-#include <strings.h>
-
 #include <climits>
 #include <cstdlib>
 
 #include "platform/CurlError_linux.h"
+#include "platform/String.h"
 
 namespace qvx::platform {
 
@@ -17,10 +16,6 @@ constexpr size_t dataLimit = 16 * 1024 * 1024;
 constexpr size_t redirectDataLimit = 64 * 1024;
 constexpr long uploadBufferSize = 512 * 1024;
 
-bool equalNames(std::string_view left, std::string_view right) {
-    return left.size() == right.size() && ::strncasecmp(left.data(), right.data(), left.size()) == 0;
-}
-
 bool isSendable(std::string_view name, std::string_view value) {
     constexpr std::string_view forbidden("\r\n\0", 3);
     return !name.empty() && name.find_first_of(forbidden) == std::string_view::npos &&
@@ -29,16 +24,16 @@ bool isSendable(std::string_view name, std::string_view value) {
 
 /// Fields that tell how the connection is used; the loader writes them itself.
 bool isConnectionField(std::string_view name) {
-    return equalNames(name, "Host") || equalNames(name, "Content-Length") ||
-           equalNames(name, "Transfer-Encoding") || equalNames(name, "Connection") ||
-           equalNames(name, "Expect");
+    return equalsIgnoringCase(name, "Host") || equalsIgnoringCase(name, "Content-Length") ||
+           equalsIgnoringCase(name, "Transfer-Encoding") || equalsIgnoringCase(name, "Connection") ||
+           equalsIgnoringCase(name, "Expect");
 }
 
 /// Fields that tell who sends, for the first request's host alone.
 bool isIdentityField(std::string_view name) {
     constexpr std::string_view prefix = "X-Quorvex-";
-    return equalNames(name.substr(0, prefix.size()), prefix) || equalNames(name, "Authorization") ||
-           equalNames(name, "Cookie");
+    return equalsIgnoringCase(name.substr(0, prefix.size()), prefix) ||
+           equalsIgnoringCase(name, "Authorization") || equalsIgnoringCase(name, "Cookie");
 }
 
 bool isToken(std::string_view text) {
@@ -57,25 +52,8 @@ bool isChallenge(const HTTPURLResponse& response) {
 
 } // namespace
 
-void URLExchangeCanceller::cancel() {
-    const std::lock_guard lock(mutex_);
-    cancelled_ = true;
-    if (multi_)
-        CurlLibrary::shared().multiWakeup(multi_);
-}
-
-bool URLExchangeCanceller::isCancelled() {
-    const std::lock_guard lock(mutex_);
-    return cancelled_;
-}
-
-void URLExchangeCanceller::setHandle(CURLM* multi) {
-    const std::lock_guard lock(mutex_);
-    multi_ = multi;
-}
-
 URLExchange::URLExchange(const URLRequest& request, URLExchangeObserver& observer,
-                         URLExchangeCanceller& canceller)
+                         const URLExchangeCanceller& canceller)
     : request_(request), observer_(observer), canceller_(canceller), activity_(request.timeoutInterval),
       body_(request.HTTPBody.value_or(Data())) {}
 
@@ -110,85 +88,110 @@ std::optional<Error> URLExchange::open() {
     curl_ = &CurlLibrary::shared();
     if (!curl_->failure.empty())
         return urlError(URLErrorCode::unknown, curl_->failure);
-    multi_.reset(curl_->multiInit());
     easy_.reset(curl_->easyInit());
-    if (!multi_ || !easy_)
+    if (!easy_)
         return urlError(URLErrorCode::unknown);
-    canceller_.setHandle(multi_.get());
     setCallbacks();
+    setTransfer();
     setSecurity();
     return std::nullopt;
 }
 
+/// Sets what security or correctness hangs on: an exchange whose libcurl does not take it is given up.
 template <class T>
-void URLExchange::set(CURLoption option, T value) {
-    curl_->easySetopt(easy_.get(), option, value);
+void URLExchange::set(CURLoption option, const char* name, T value) {
+    if (curl_->easySetopt(easy_.get(), option, value) != CURLE_OK && refusedOption_.empty())
+        refusedOption_ = name;
+}
+
+/// Sets what a libcurl that is older, or was built without the thing that the option is about, may not know;
+/// whether it does.
+template <class T>
+bool URLExchange::setWhereKnown(CURLoption option, const char* name, T value) {
+    const CURLcode code = curl_->easySetopt(easy_.get(), option, value);
+    if (code != CURLE_OK && code != CURLE_UNKNOWN_OPTION && code != CURLE_NOT_BUILT_IN &&
+        refusedOption_.empty())
+        refusedOption_ = name;
+    return code == CURLE_OK;
 }
 
 void URLExchange::setCallbacks() {
-    set(CURLOPT_ERRORBUFFER, detail_.data());
-    set(CURLOPT_OPENSOCKETFUNCTION, &SocketActivity::open);
-    set(CURLOPT_OPENSOCKETDATA, &activity_);
-    set(CURLOPT_CLOSESOCKETFUNCTION, &SocketActivity::close);
-    set(CURLOPT_CLOSESOCKETDATA, &activity_);
-    set(CURLOPT_READFUNCTION, &URLRequestBody::readCallback);
-    set(CURLOPT_READDATA, &body_);
-    set(CURLOPT_SEEKFUNCTION, &URLRequestBody::seekCallback);
-    set(CURLOPT_SEEKDATA, &body_);
-    set(CURLOPT_HEADERFUNCTION, &URLExchange::headerCallback);
-    set(CURLOPT_HEADERDATA, this);
-    set(CURLOPT_WRITEFUNCTION, &URLExchange::dataCallback);
-    set(CURLOPT_WRITEDATA, this);
-    set(CURLOPT_SSL_CTX_FUNCTION, &URLExchange::handshakeCallback);
-    set(CURLOPT_SSL_CTX_DATA, this);
-    set(CURLOPT_NOSIGNAL, 1L);
-    // A name server that does not answer must not hold the thread when the exchange has been given up.
-    set(CURLOPT_QUICK_EXIT, 1L);
+    set(CURLOPT_ERRORBUFFER, "CURLOPT_ERRORBUFFER", detail_.data());
+    set(CURLOPT_OPENSOCKETFUNCTION, "CURLOPT_OPENSOCKETFUNCTION", &SocketActivity::open);
+    set(CURLOPT_OPENSOCKETDATA, "CURLOPT_OPENSOCKETDATA", &activity_);
+    set(CURLOPT_CLOSESOCKETFUNCTION, "CURLOPT_CLOSESOCKETFUNCTION", &SocketActivity::close);
+    set(CURLOPT_CLOSESOCKETDATA, "CURLOPT_CLOSESOCKETDATA", &activity_);
+    set(CURLOPT_READFUNCTION, "CURLOPT_READFUNCTION", &URLRequestBody::readCallback);
+    set(CURLOPT_READDATA, "CURLOPT_READDATA", &body_);
+    set(CURLOPT_SEEKFUNCTION, "CURLOPT_SEEKFUNCTION", &URLRequestBody::seekCallback);
+    set(CURLOPT_SEEKDATA, "CURLOPT_SEEKDATA", &body_);
+    set(CURLOPT_HEADERFUNCTION, "CURLOPT_HEADERFUNCTION", &URLExchange::headerCallback);
+    set(CURLOPT_HEADERDATA, "CURLOPT_HEADERDATA", this);
+    set(CURLOPT_WRITEFUNCTION, "CURLOPT_WRITEFUNCTION", &URLExchange::dataCallback);
+    set(CURLOPT_WRITEDATA, "CURLOPT_WRITEDATA", this);
+    set(CURLOPT_XFERINFOFUNCTION, "CURLOPT_XFERINFOFUNCTION", &URLExchange::progressCallback);
+    set(CURLOPT_XFERINFODATA, "CURLOPT_XFERINFODATA", this);
+    set(CURLOPT_NOPROGRESS, "CURLOPT_NOPROGRESS", 0L);
+    // Only OpenSSL's back ends ask; without it nobody hears of a handshake, which is checked all the same.
+    if (setWhereKnown(CURLOPT_SSL_CTX_FUNCTION, "CURLOPT_SSL_CTX_FUNCTION", &URLExchange::handshakeCallback))
+        set(CURLOPT_SSL_CTX_DATA, "CURLOPT_SSL_CTX_DATA", this);
+}
+
+void URLExchange::setTransfer() {
+    set(CURLOPT_NOSIGNAL, "CURLOPT_NOSIGNAL", 1L);
     // Connecting has no time limit but the idle one.
-    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX));
-    set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    set(CURLOPT_ACCEPT_ENCODING, "");
-    set(CURLOPT_UPLOAD_BUFFERSIZE, uploadBufferSize);
+    set(CURLOPT_CONNECTTIMEOUT_MS, "CURLOPT_CONNECTTIMEOUT_MS", static_cast<long>(INT_MAX));
+    set(CURLOPT_HTTP_VERSION, "CURLOPT_HTTP_VERSION", static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set(CURLOPT_ACCEPT_ENCODING, "CURLOPT_ACCEPT_ENCODING", "");
+    // A name server that does not answer must not hold the thread when the exchange has been given up.
+    setWhereKnown(CURLOPT_QUICK_EXIT, "CURLOPT_QUICK_EXIT", 1L);
+    setWhereKnown(CURLOPT_UPLOAD_BUFFERSIZE, "CURLOPT_UPLOAD_BUFFERSIZE", uploadBufferSize);
 }
 
 void URLExchange::setSecurity() {
-    set(CURLOPT_PROTOCOLS_STR, "https");
+    if (!setWhereKnown(CURLOPT_PROTOCOLS_STR, "CURLOPT_PROTOCOLS_STR", "https")) {
+        // What it was called before libcurl 7.85, whose name its headers warn of.
+        constexpr auto protocols = static_cast<CURLoption>(CURLOPTTYPE_LONG + 181);
+        set(protocols, "CURLOPT_PROTOCOLS", static_cast<long>(CURLPROTO_HTTPS));
+    }
     // A user and password in a URL would go to whatever host a redirect names.
-    set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
-    set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
-    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    set(CURLOPT_DISALLOW_USERNAME_IN_URL, "CURLOPT_DISALLOW_USERNAME_IN_URL", 1L);
+    set(CURLOPT_HEADEROPT, "CURLOPT_HEADEROPT", static_cast<long>(CURLHEADER_SEPARATE));
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, "CURLOPT_SUPPRESS_CONNECT_HEADERS", 1L);
+    set(CURLOPT_SSLVERSION, "CURLOPT_SSLVERSION", static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    // A libcurl that knows no CAs of a proxy speaks no TLS to one.
     if (const char* file = std::getenv("SSL_CERT_FILE"); file && *file) {
-        set(CURLOPT_CAINFO, file);
-        set(CURLOPT_PROXY_CAINFO, file);
+        set(CURLOPT_CAINFO, "CURLOPT_CAINFO", file);
+        setWhereKnown(CURLOPT_PROXY_CAINFO, "CURLOPT_PROXY_CAINFO", file);
     }
     if (const char* folder = std::getenv("SSL_CERT_DIR"); folder && *folder) {
-        set(CURLOPT_CAPATH, folder);
-        set(CURLOPT_PROXY_CAPATH, folder);
+        set(CURLOPT_CAPATH, "CURLOPT_CAPATH", folder);
+        setWhereKnown(CURLOPT_PROXY_CAPATH, "CURLOPT_PROXY_CAPATH", folder);
     }
 }
 
 void URLExchange::setHop() {
-    set(CURLOPT_URL, hop_->URL.absoluteString().c_str());
+    set(CURLOPT_URL, "CURLOPT_URL", hop_->URL.absoluteString().c_str());
     const bool hasBody = request_.HTTPBody && !hop_->bodyDropped;
     if (hop_->method == "HEAD") {
-        set(CURLOPT_NOBODY, 1L);
+        set(CURLOPT_NOBODY, "CURLOPT_NOBODY", 1L);
     } else if (hasBody || hop_->method == "POST") {
         body_.seek(0);
-        set(CURLOPT_POST, 1L);
-        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_.size()));
+        set(CURLOPT_POST, "CURLOPT_POST", 1L);
+        set(CURLOPT_POSTFIELDSIZE_LARGE, "CURLOPT_POSTFIELDSIZE_LARGE",
+            static_cast<curl_off_t>(body_.size()));
     } else {
-        set(CURLOPT_HTTPGET, 1L);
+        set(CURLOPT_HTTPGET, "CURLOPT_HTTPGET", 1L);
     }
-    set(CURLOPT_CUSTOMREQUEST, hop_->method.c_str());
+    set(CURLOPT_CUSTOMREQUEST, "CURLOPT_CUSTOMREQUEST", hop_->method.c_str());
     headers_ = headerList();
-    set(CURLOPT_HTTPHEADER, headers_.get());
+    set(CURLOPT_HTTPHEADER, "CURLOPT_HTTPHEADER", headers_.get());
 }
 
 bool URLExchange::sendsHeader(std::string_view name, std::string_view value) const {
     if (!isSendable(name, value) || isConnectionField(name))
         return false;
-    if (hop_->bodyDropped && equalNames(name, "Content-Type"))
+    if (hop_->bodyDropped && equalsIgnoringCase(name, "Content-Type"))
         return false;
     return !isIdentityField(name) || haveSameOrigin(hop_->URL, *request_.URL);
 }
@@ -218,7 +221,9 @@ std::optional<Error> URLExchange::performHop() {
     failure_.reset();
     detail_[0] = '\0';
     setHop();
-    const CURLcode code = transfer();
+    if (!refusedOption_.empty())
+        return urlError(URLErrorCode::unknown, "libcurl does not take " + refusedOption_);
+    const CURLcode code = curl_->easyPerform(easy_.get());
     if (canceller_.isCancelled())
         return urlError(URLErrorCode::unknown);
     if (code == CURLE_OK || next_)
@@ -234,36 +239,6 @@ std::optional<Error> URLExchange::performHop() {
     if (connectStatus == 407 && methods != 0)
         observer_.exchangeNeedsAuthentication(protectionSpace(false));
     return curlError(easy_.get(), code, detail_.data());
-}
-
-CURLcode URLExchange::transfer() {
-    if (curl_->multiAddHandle(multi_.get(), easy_.get()) != CURLM_OK)
-        return CURLE_FAILED_INIT;
-    CURLcode code = CURLE_OK;
-    int running = 0;
-    while (true) {
-        if (curl_->multiPerform(multi_.get(), &running) != CURLM_OK) {
-            code = CURLE_FAILED_INIT;
-            break;
-        }
-        if (running == 0) {
-            int left = 0;
-            if (const CURLMsg* message = curl_->multiInfoRead(multi_.get(), &left))
-                code = message->data.result;
-            break;
-        }
-        if (canceller_.isCancelled()) {
-            code = CURLE_ABORTED_BY_CALLBACK;
-            break;
-        }
-        if (activity_.isIdle()) {
-            code = CURLE_OPERATION_TIMEDOUT;
-            break;
-        }
-        curl_->multiPoll(multi_.get(), nullptr, 0, activity_.pollInterval(), nullptr);
-    }
-    curl_->multiRemoveHandle(multi_.get(), easy_.get());
-    return code;
 }
 
 /// Judges the reply whose head has come; false when the transfer is not to go on.
@@ -304,6 +279,14 @@ size_t URLExchange::dataCallback(char* bytes, size_t size, size_t count, void* e
     }
     self.observer_.exchangeDidReceiveData({bytes, size * count});
     return size * count;
+}
+
+/// Called about once a second at least, and whenever bytes move.
+int URLExchange::progressCallback(void* exchange, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    auto& self = *static_cast<URLExchange*>(exchange);
+    if (self.activity_.isIdle())
+        self.failure_ = URLErrorCode::timedOut;
+    return self.failure_ || self.canceller_.isCancelled() ? 1 : 0;
 }
 
 CURLcode URLExchange::handshakeCallback(CURL*, void*, void* exchange) {

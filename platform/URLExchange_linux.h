@@ -1,8 +1,9 @@
 #pragma once
 
 #include <array>
-#include <mutex>
+#include <atomic>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/CurlLibrary_linux.h"
@@ -24,19 +25,14 @@ public:
     virtual void exchangeDidReceiveData(std::string_view bytes) = 0;
 };
 
-/// Ends an exchange that another thread runs, now or as soon as it runs.
+/// Ends an exchange that another thread runs or is about to run, within a second.
 class URLExchangeCanceller {
 public:
-    void cancel();
-    [[nodiscard]] bool isCancelled();
-
-    /// The handle that `cancel` is to wake, null when it is about to go.
-    void setHandle(CURLM* multi);
+    void cancel() { cancelled_ = true; }
+    [[nodiscard]] bool isCancelled() const { return cancelled_; }
 
 private:
-    std::mutex mutex_;
-    bool cancelled_ = false;
-    CURLM* multi_ = nullptr;
+    std::atomic<bool> cancelled_ = false;
 };
 
 /// One HTTP exchange with all its redirects, carried out on the calling thread by the rules of
@@ -44,8 +40,8 @@ private:
 class URLExchange {
 public:
     /// All three must outlive the exchange.
-    URLExchange(const URLRequest& request, URLExchangeObserver& observer, URLExchangeCanceller& canceller);
-    ~URLExchange() { canceller_.setHandle(nullptr); }
+    URLExchange(const URLRequest& request, URLExchangeObserver& observer,
+                const URLExchangeCanceller& canceller);
     URLExchange(const URLExchange&) = delete;
     URLExchange& operator=(const URLExchange&) = delete;
 
@@ -56,37 +52,40 @@ private:
     std::optional<Error> refusal() const;
     std::optional<Error> open();
     std::optional<Error> performHop();
-    CURLcode transfer();
 
     void setCallbacks();
+    void setTransfer();
     void setSecurity();
     void setHop();
     CurlList headerList() const;
     bool sendsHeader(std::string_view name, std::string_view value) const;
     template <class T>
-    void set(CURLoption option, T value);
+    void set(CURLoption option, const char* name, T value);
+    template <class T>
+    bool setWhereKnown(CURLoption option, const char* name, T value);
 
     bool headEnded();
     static size_t headerCallback(char* bytes, size_t size, size_t count, void* exchange);
     static size_t dataCallback(char* bytes, size_t size, size_t count, void* exchange);
+    static int progressCallback(void* exchange, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
     static CURLcode handshakeCallback(CURL* easy, void* context, void* exchange);
     [[nodiscard]] ProtectionSpace protectionSpace(bool serverTrust) const;
 
     const URLRequest& request_;
     URLExchangeObserver& observer_;
-    URLExchangeCanceller& canceller_;
+    const URLExchangeCanceller& canceller_;
     const CurlLibrary* curl_ = nullptr;
 
-    SocketActivity activity_; // before the handles, which close their sockets through it
+    SocketActivity activity_; // before the handle, which closes its sockets through it
     URLRequestBody body_;
     std::array<char, CURL_ERROR_SIZE> detail_{};
     CurlList headers_;
-    CurlMultiHandle multi_;
-    CurlHandle easy_; // after the multi handle, so that it goes first
+    CurlHandle easy_;
 
     std::optional<URLHop> hop_;
     std::optional<URLHop> next_;          ///< where the reply that is being read redirects to
     std::optional<URLErrorCode> failure_; ///< why a callback stopped the transfer
+    std::string refusedOption_;           ///< that libcurl did not take; empty when there is none
     URLReplyHead head_;
     size_t dataSize_ = 0;
     int redirects_ = 0;

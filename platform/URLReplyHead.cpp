@@ -56,7 +56,7 @@ void URLReplyHead::addField(std::string_view line) {
         return;
     std::string name = validUTF8(trimmed(line.substr(0, colon)));
     std::string value = validUTF8(trimmed(line.substr(colon + 1)));
-    const auto [position, isNew] = positions_.emplace(lowercaseString(name), fields.size());
+    const auto [position, isNew] = positions_.emplace(lowercaseASCII(name), fields.size());
     if (isNew)
         fields.emplace_back(std::move(name), std::move(value));
     else

@@ -1,24 +1,12 @@
-#include <cstdlib>
 #include <string>
 
 #include "platform/Bundle.h"
-#include "platform/ProcessInfo.h"
 #include "platform/PropertyList.h"
 #include "platform/String.h"
 #include "platform/UserDefaults.h"
+#include "platform/XDGFolders_linux.h"
 
 namespace qvx::platform {
-
-namespace {
-
-std::string configurationDirectory() {
-    const char* configuration = std::getenv("XDG_CONFIG_HOME");
-    if (configuration && configuration[0] == '/')
-        return configuration;
-    return stringByAppendingPathComponent(homeDirectory(), ".config");
-}
-
-} // namespace
 
 std::optional<Value> userDefault(std::string_view key, int argc, const char* const* argv) {
     const std::string option = "-" + std::string(key);
@@ -28,7 +16,7 @@ std::optional<Value> userDefault(std::string_view key, int argc, const char* con
     }
     const std::string domain = Bundle::mainBundle().bundleIdentifier().value_or("");
     const std::optional<Dictionary> defaults = dictionaryWithContentsOfFile(
-        stringByAppendingPathComponent(configurationDirectory(), domain + ".plist"));
+        stringByAppendingPathComponent(userFolder("XDG_CONFIG_HOME", ".config"), domain + ".plist"));
     const Value* value = defaults ? defaults->find(key) : nullptr;
     return value ? std::optional(*value) : std::nullopt;
 }
@@ -38,6 +26,8 @@ bool isTrue(const Value& value) {
         return *boolean;
     if (const auto* number = value.get<int64_t>())
         return *number != 0;
+    if (value.get<uint64_t>())
+        return true;
     if (const auto* real = value.get<double>())
         return *real != 0;
     const auto* text = value.get<std::string>();

@@ -1,6 +1,7 @@
 #include "platform/Value.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "platform/String.h"
 
@@ -9,6 +10,25 @@ namespace qvx::platform {
 Dictionary::Dictionary(std::initializer_list<Item> items) {
     for (const auto& [key, value] : items)
         set(key, value);
+}
+
+Dictionary Dictionary::withItems(std::vector<Item> items) {
+    std::unordered_map<std::string_view, size_t> places;
+    std::vector<bool> isRepeated(items.size());
+    for (size_t index = 0; index < items.size(); ++index) {
+        const auto [place, isNew] = places.try_emplace(items[index].first, index);
+        if (isNew)
+            continue;
+        isRepeated[index] = true;
+        items[place->second].second = std::move(items[index].second);
+    }
+    Dictionary dictionary;
+    dictionary.items_.reserve(places.size());
+    for (size_t index = 0; index < items.size(); ++index) {
+        if (!isRepeated[index])
+            dictionary.items_.push_back(std::move(items[index]));
+    }
+    return dictionary;
 }
 
 void Dictionary::set(std::string_view key, Value value) {
@@ -42,6 +62,8 @@ int64_t Dictionary::integer(std::string_view key) const {
         return 0;
     if (const auto* number = value->get<int64_t>())
         return *number;
+    if (value->get<uint64_t>())
+        return INT64_MAX;
     const auto* text = value->get<std::string>();
     return text ? integerValue(*text) : 0;
 }
@@ -56,6 +78,7 @@ struct Describe {
     std::string operator()(std::nullptr_t) const { return "<null>"; }
     std::string operator()(bool value) const { return value ? "1" : "0"; }
     std::string operator()(int64_t value) const { return std::to_string(value); }
+    std::string operator()(uint64_t value) const { return std::to_string(value); }
     std::string operator()(double value) const { return std::to_string(value); }
     std::string operator()(const std::string& value) const { return value; }
     std::string operator()(Date value) const { return std::to_string(value.seconds); }

@@ -22,6 +22,9 @@ public:
     Dictionary() = default;
     Dictionary(std::initializer_list<Item> items);
 
+    /// Of pairs with the same key the last one's value counts, in the place of the first one.
+    static Dictionary withItems(std::vector<Item> items);
+
     /// Replaces the value of `key`, or adds the pair at the end.
     void set(std::string_view key, Value value);
 
@@ -34,7 +37,8 @@ public:
     /// The text of `key`; absent when there is no such key or its value is no string.
     [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
 
-    /// The number of `key`, by the rule of `integerValue` for a string; 0 when there is none.
+    /// The number of `key`, by the rule of `integerValue` for a string, no more than the type can hold; 0
+    /// when there is none.
     [[nodiscard]] int64_t integer(std::string_view key) const;
 
     [[nodiscard]] const std::vector<Item>& items() const { return items_; }
@@ -55,14 +59,21 @@ struct Date {
 class Value {
 public:
     using Array = std::vector<Value>;
-    using Storage =
-        std::variant<std::nullptr_t, bool, int64_t, double, std::string, Data, Date, Array, Dictionary>;
+    /// An unsigned integer is one that a signed one cannot hold.
+    using Storage = std::variant<std::nullptr_t, bool, int64_t, uint64_t, double, std::string, Data, Date,
+                                 Array, Dictionary>;
 
     Value() = default;
     Value(std::nullptr_t) {}
     Value(bool value) : storage_(value) {}
     Value(int value) : storage_(static_cast<int64_t>(value)) {}
     Value(int64_t value) : storage_(value) {}
+    Value(uint64_t value) {
+        if (value <= INT64_MAX)
+            storage_ = static_cast<int64_t>(value);
+        else
+            storage_ = value;
+    }
     Value(double value) : storage_(value) {}
     Value(const char* value) : storage_(std::string(value)) {}
     Value(std::string_view value) : storage_(std::string(value)) {}

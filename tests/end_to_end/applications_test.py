@@ -105,6 +105,13 @@ class ApplicationsTest(EndToEndTest):
                              "config_home/mimeapps.list": defaults("a.desktop")}, "c"),
             "several defaults": (
                 installed | {"config_home/mimeapps.list": defaults("gone.desktop;b.desktop")}, "b"),
+            "indented, with blanks and comments": (installed | {
+                "config_home/mimeapps.list": f"\n# none\n  [Default Applications]\n  #{TYPE}=a.desktop\n"
+                f" \t{TYPE} \t= b.desktop\r\n{TYPE}2=a.desktop"}, "b"),
+            "said twice": (installed | {"config_home/mimeapps.list": defaults("a.desktop") + "[Other]\n" +
+                                        defaults("b.desktop")}, "b"),
+            "an escaped semicolon": (
+                installed | {"config_home/mimeapps.list": defaults("a\\;b.desktop;b.desktop")}, "b"),
             "no ids": (installed | {"config_home/mimeapps.list": defaults(
                 "../applications/a.desktop;..-applications-a.desktop;-a.desktop;a;;b.desktop")}, "b"),
             "associations that one desktop makes": (installed | cache | {
@@ -178,9 +185,10 @@ class ApplicationsTest(EndToEndTest):
             os.mkfifo(self.root / "config_home/some-mimeapps.list")
             os.mkfifo(self.root / "data_dirs1/applications/a.desktop")
             self.assertEqual("b", self.chosen())
-        with self.subTest("a list with a line that is none"):
-            self.lay_out(files | {"config_dirs1/mimeapps.list": "what is this?\n" + defaults("b.desktop"),
-                                  "config_home/mimeapps.list": ""})
+        with self.subTest("a list with lines that are none"):
+            self.lay_out(files | {"config_dirs1/mimeapps.list": "what is this?\n" + defaults("b.desktop") +
+                                  f"\xff\n=\n{TYPE}\n[Default Applications\n{TYPE}[de]=a.desktop\n",
+                                  "config_home/mimeapps.list": defaults("a.desktop\\q")})
             self.assertEqual("b", self.chosen())
         with self.subTest("found by its name alone"):
             self.lay_out(files | {"data_home/applications/a.desktop": self.entry("a", line="Vendra %u")})

@@ -6,10 +6,10 @@
 #include <optional>
 #include <type_traits>
 
-namespace qvx::macho {
+namespace qvx::platform {
 
-/// The one way to the bytes of a Mach-O image: every access is checked against the range, without sums that
-/// can overflow. Does not own the bytes.
+/// The one way to the bytes of a file that nobody vouches for: every access is checked against the range,
+/// without sums that can overflow. Does not own the bytes.
 class ByteReader {
 public:
     /// \param start first byte of the range, not null
@@ -40,6 +40,17 @@ public:
         return value;
     }
 
+    /// The unsigned big-endian number of `count` bytes, at most 8, at `offset`; absent when it is not wholly
+    /// in the range.
+    [[nodiscard]] std::optional<uint64_t> readBigEndian(uint64_t offset, uint64_t count) const {
+        if (!contains(offset, count))
+            return std::nullopt;
+        uint64_t value = 0;
+        for (uint64_t index = 0; index < count; ++index)
+            value = value << 8 | std::to_integer<uint64_t>(start_[offset + index]);
+        return value;
+    }
+
     /// The same range, cut after at most `count` bytes.
     [[nodiscard]] ByteReader first(uint64_t count) const { return {start_, count < size_ ? count : size_}; }
 
@@ -48,4 +59,4 @@ private:
     uint64_t size_;
 };
 
-} // namespace qvx::macho
+} // namespace qvx::platform
