@@ -10,7 +10,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace qvx::platform;
-    const KeyFile file(std::string(reinterpret_cast<const char*>(data), size));
+    const KeyFile file(Data::withBytes({reinterpret_cast<const char*>(data), size}));
     for (const std::string& id : file.list("Default Applications", "x-scheme-handler/quorvex"))
         require(isUTF8(id));
     if (const auto entry = DesktopEntry::describedBy(file, "/a.desktop")) {

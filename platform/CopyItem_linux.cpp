@@ -7,7 +7,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <memory>
 
 #include "platform/DirectoryListing_linux.h"
 #include "platform/FileDescriptor.h"
@@ -37,17 +36,16 @@ Failure copyTimes(const struct stat& status, const Place& destination) {
 
 /// Reads and writes what neither a clone nor the kernel's own copy could bring over.
 bool copyByReading(int input, int output) {
-    constexpr size_t size = size_t{1} << 20;
-    const auto buffer = std::make_unique_for_overwrite<char[]>(size);
+    std::array<char, 65536> buffer; // not filled, since it is seldom used for more than to see the end
     while (true) {
-        const ssize_t count = ::read(input, buffer.get(), size);
+        const ssize_t count = ::read(input, buffer.data(), buffer.size());
         if (count == 0)
             return true;
         if (count < 0 && errno != EINTR)
             return false;
         for (ssize_t written = 0; written < count;) {
             const ssize_t step =
-                ::write(output, buffer.get() + written, static_cast<size_t>(count - written));
+                ::write(output, buffer.data() + written, static_cast<size_t>(count - written));
             if (step < 0 && errno != EINTR)
                 return false;
             written += step < 0 ? 0 : step;

@@ -84,10 +84,11 @@ Result<Data> Data::readFile(std::string_view path, size_t limit) {
     if (file->size > limit)
         return posixError(EFBIG, path);
     // One byte more than the size, so that the end of file is seen without a second buffer.
-    std::string bytes(file->size + 1, '\0');
+    const size_t room = file->size + 1;
+    const std::shared_ptr<std::byte[]> bytes(new std::byte[room]);
     size_t used = 0;
-    while (used < bytes.size()) {
-        const ssize_t count = ::read(file->descriptor.get(), bytes.data() + used, bytes.size() - used);
+    while (used < room) {
+        const ssize_t count = ::read(file->descriptor.get(), bytes.get() + used, room - used);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -96,8 +97,11 @@ Result<Data> Data::readFile(std::string_view path, size_t limit) {
             break;
         used += static_cast<size_t>(count);
     }
-    bytes.resize(used);
-    return withString(std::move(bytes));
+    Data data;
+    if (used > 0)
+        data.segments_.push_back({bytes, {bytes.get(), used}, false});
+    data.size_ = used;
+    return data;
 }
 
 void Data::append(const Data& other) {

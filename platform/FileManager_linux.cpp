@@ -60,6 +60,9 @@ std::optional<std::string> firstEntryBelowDirectory(std::string_view path) {
 }
 
 std::optional<Error> createDirectoryWithIntermediates(std::string_view path) {
+    const std::string whole(path);
+    if (::mkdir(whole.c_str(), 0755) == 0 || (errno == EEXIST && isDirectoryAtPath(whole)))
+        return std::nullopt;
     for (size_t end = 0; end != std::string_view::npos;) {
         end = path.find('/', end + 1);
         const std::string part(path.substr(0, end));

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "platform/Data.h"
 #include "platform/String.h"
 
 namespace qvx::platform {
@@ -62,16 +61,21 @@ std::vector<std::string> languages() {
 
 std::optional<KeyFile> KeyFile::load(const std::string& path) {
     const Result<Data> data = Data::readFile(path, maximumFileSize);
-    return data ? std::optional(KeyFile(data->string())) : std::nullopt;
+    return data ? std::optional(KeyFile(*data)) : std::nullopt;
 }
 
 std::optional<std::string_view> KeyFile::value(std::string_view group, std::string_view key) const {
     std::optional<std::string_view> value;
     bool isInGroup = false;
-    for (std::string_view rest = text_; !rest.empty();) {
+    std::string_view rest;
+    if (!bytes_.empty())
+        rest = {reinterpret_cast<const char*>(bytes_.segments().front().bytes.data()), bytes_.size()};
+    while (!rest.empty()) {
         const size_t end = std::min(rest.find('\n'), rest.size());
-        const std::string_view line = trimmed(rest.substr(0, end));
+        std::string_view line = rest.substr(0, end);
         rest.remove_prefix(std::min(end + 1, rest.size()));
+        while (line.starts_with(' ') || line.starts_with('\t'))
+            line.remove_prefix(1);
         if (line.starts_with('['))
             isInGroup = line.substr(1, line.find(']') - 1) == group;
         else if (isInGroup && line.starts_with(key) && trimmed(line.substr(key.size())).starts_with('='))

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Data.h"
+
 namespace qvx::platform {
 
 /// A file of groups of keys and values, as desktop files are (freedesktop.org, Desktop Entry 1.5, sections 3
@@ -14,7 +16,8 @@ public:
     /// Absent when the file cannot be read or is larger than 16 MiB.
     static std::optional<KeyFile> load(const std::string& path);
 
-    explicit KeyFile(std::string text) : text_(std::move(text)) {}
+    /// \param bytes in one segment, or none
+    explicit KeyFile(Data bytes) : bytes_(std::move(bytes)) {}
 
     /// Absent when the group has no such key, or its value is no UTF-8 or has an escape that does not exist.
     [[nodiscard]] std::optional<std::string> text(std::string_view group, std::string_view key) const;
@@ -28,7 +31,7 @@ public:
 private:
     [[nodiscard]] std::optional<std::string_view> value(std::string_view group, std::string_view key) const;
 
-    std::string text_;
+    Data bytes_;
 };
 
 } // namespace qvx::platform

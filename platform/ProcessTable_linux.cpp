@@ -1,9 +1,10 @@
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <charconv>
-#include <fstream>
-#include <iterator>
 
+#include "platform/FileDescriptor.h"
 #include "platform/ProcessTable.h"
 
 namespace qvx::platform {
@@ -14,14 +15,18 @@ int processIdentifier() {
 
 ProcessRecord processRecord(int identifier) {
     const ProcessRecord gone{identifier, 1, ""};
-    std::ifstream file("/proc/" + std::to_string(identifier) + "/stat", std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const std::string path = "/proc/" + std::to_string(identifier) + "/stat";
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 1024> buffer{}; // more than a line of some fifty numbers takes
+    const ssize_t length = file ? ::read(file.get(), buffer.data(), buffer.size()) : -1;
+    const std::string_view text(buffer.data(), length < 0 ? 0 : static_cast<size_t>(length));
     // `PID (NAME) STATE PPID ...`, proc(5); the name itself may hold blanks and brackets.
     const size_t open = text.find('(');
     const size_t close = text.rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open || close + 4 >= text.size())
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open ||
+        close + 4 >= text.size())
         return gone;
-    ProcessRecord record{identifier, 1, text.substr(open + 1, close - open - 1)};
+    ProcessRecord record{identifier, 1, std::string(text.substr(open + 1, close - open - 1))};
     std::from_chars(text.data() + close + 4, text.data() + text.size(), record.parentIdentifier);
     return record;
 }
