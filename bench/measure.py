@@ -4,7 +4,7 @@ import shutil
 import statistics
 import subprocess
 from collections.abc import Callable
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 from pathlib import Path
 from typing import NamedTuple
 
@@ -21,15 +21,11 @@ class Row:
     at_least: bool  # else at most
     unit: str
     runs: int  # of each side
+    sides: list["Side"] = field(default_factory=list)  # for the picture
 
     @property
     def met(self) -> bool:
         return self.value >= self.target if self.at_least else self.value <= self.target
-
-    @property
-    def margin(self) -> float:
-        """How many times better than the target, whichever way is better."""
-        return self.value / self.target if self.at_least else self.target / self.value
 
     @property
     def ratio_text(self) -> str:
@@ -42,7 +38,15 @@ class Row:
 
 class Run(NamedTuple):
     seconds: float
-    peak: int  # bytes resident
+    peak: int  # bytes resident, of the largest of its processes
+
+
+class Side(NamedTuple):
+    """One way to do what a row measures, with its medians."""
+
+    name: str
+    seconds: float
+    peak: float
 
 
 class Bench:
@@ -50,7 +54,7 @@ class Bench:
 
     def __init__(self, build: Path, folder: Path, quick: bool):
         self.programs = build / "bench"
-        self.framework = build / "Vendra.framework"
+        self.framework = build / "bench/installed/Vendra.framework"
         self.folder = folder  # empty at the start of each row, on the disk that the debug symbols are on
         self.quick = quick
         self.environment = {"PATH": "/usr/bin:/bin", "HOME": str(folder), "LC_ALL": "C"}
@@ -73,12 +77,15 @@ class Bench:
         return self.launch(self.framework / "ditto", "-c", "-k", "--keepParent", source, archive)
 
 
+def taking_turns(runs: int, *sides: Callable) -> list[list]:
+    """What each of the sides gave; they take turns, so that what disturbs the machine disturbs all."""
+    rounds = [[side() for side in sides] for _ in range(runs)]
+    return [list(column) for column in zip(*rounds)]
+
+
 def side_by_side(runs: int, ours: Callable[[], float], peer: Callable[[], float]) -> tuple[float, float]:
-    """The medians of both; they take turns, so that what disturbs the machine disturbs both."""
-    ours_all, peer_all = [], []
-    for _ in range(runs):
-        ours_all.append(ours())
-        peer_all.append(peer())
+    """The medians of both."""
+    ours_all, peer_all = taking_turns(runs, ours, peer)
     return statistics.median(ours_all), statistics.median(peer_all)
 
 

@@ -1,7 +1,8 @@
 #include "checks/BuildEnvironment.h"
 
 #include "platform/FileManager.h"
-#include "platform/PropertyList.h"
+#include "platform/String.h"
+#include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 
 namespace qvx {
@@ -11,10 +12,6 @@ using platform::format;
 namespace FileManager = platform::FileManager;
 
 namespace {
-
-std::string infoPlistPath(const Environment& environment) {
-    return format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"), environment.value("INFOPLIST_PATH"));
-}
 
 void verifyRequiredSettings(const Environment& environment) {
     for (const char* name :
@@ -26,8 +23,7 @@ void verifyRequiredSettings(const Environment& environment) {
 }
 
 void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arguments) {
-    const std::optional<std::string> fileName = environment.value("DWARF_DSYM_FILE_NAME");
-    const std::string path = format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), fileName);
+    const std::string path = dSYMPath(environment);
     if (FileManager::fileExistsAtPath(path) || arguments.contains("no-warn-missing-dsym"))
         return;
     const std::string reason = format(
@@ -36,7 +32,7 @@ void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arg
         "a timing issue, make sure the Vendra run script build phase is the last build phase and no other "
         "scripts have moved the dSYM from the location Xcode generated it. Unable to process %@ at path %@\n"
         "Make sure your project build settings are generating a dSYM file.\n\n",
-        fileName, path);
+        environment.value("DWARF_DSYM_FILE_NAME"), path);
     QVXLogXcodeWarning("%@", reason);
 }
 
@@ -58,7 +54,7 @@ void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet&
 }
 
 void verifyInfoPlistValuesAtPath(std::string_view path) {
-    const std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
+    const platform::Dictionary* info = infoPlistAtPath(std::string(path));
     if (!info || info->string("CFBundleIdentifier").value_or("").empty())
         failWithTitleAndReason(
             "Required Info.plist Value Not Found",
@@ -69,11 +65,11 @@ void verifyInfoPlistValuesAtPath(std::string_view path) {
 
 platform::Dictionary infoPlistDictionary(const Environment& environment) {
     const std::string path = infoPlistPath(environment);
-    std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
+    const platform::Dictionary* info = infoPlistAtPath(path);
     if (!info)
         failWithTitleAndReason("Failed to Load File",
                                format("Could not load Info.plist contents at path %@", path));
-    return *std::move(info);
+    return *info;
 }
 
 void computePathToFramework(const Environment& environment) {

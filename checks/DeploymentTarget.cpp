@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 
 namespace qvx {
@@ -16,10 +17,8 @@ constexpr int minimumOSXMajor = 10;
 constexpr int minimumOSXMinor = 7;
 
 std::shared_ptr<QVXMachOBinary> openExecutable(const Environment& environment) {
-    const std::string path =
-        format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"), environment.value("EXECUTABLE_PATH"));
     // The path is taken for a URL as it stands, so one that is no legal URL text opens nothing.
-    const std::optional<platform::URL> url = platform::URL::initWithString(path);
+    const std::optional<platform::URL> url = platform::URL::initWithString(executablePath(environment));
     return url ? QVXMachOBinary::initWithURL(*url) : nullptr;
 }
 

@@ -1,8 +1,7 @@
 #include "driver/BuildRecord.h"
 
 #include "platform/Bundle.h"
-#include "platform/PropertyList.h"
-#include "platform/String.h"
+#include "shared/AppFiles.h"
 
 namespace qvx {
 
@@ -18,13 +17,10 @@ void copySetting(Dictionary& record, const Environment& environment, const char*
 }
 
 void copyInfoPlistValues(Dictionary& record, const Environment& environment) {
-    const std::string path =
-        platform::stringByAppendingPathComponent(environment.value("BUILT_PRODUCTS_DIR").value_or(""),
-                                                 environment.value("INFOPLIST_PATH").value_or(""));
-    const Dictionary info = platform::dictionaryWithContentsOfFile(path).value_or(Dictionary());
+    const Dictionary* info = infoPlistAtPath(infoPlistPath(environment));
     for (const char* key : {"CFBundleShortVersionString", "CFBundleVersion", "CFBundleDisplayName",
                             "CFBundleName", "CFBundleIdentifier"}) {
-        if (const Value* value = info.find(key))
+        if (const Value* value = info ? info->find(key) : nullptr)
             record.append(key, *value);
     }
 }

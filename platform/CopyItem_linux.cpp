@@ -56,14 +56,16 @@ bool copyByReading(int input, int output) {
 bool copyContents(int input, int output) {
     if (::ioctl(output, FICLONE, input) == 0)
         return true;
+    bool someWereCopied = false;
     while (true) {
         const ssize_t count = ::copy_file_range(input, nullptr, output, nullptr, size_t{1} << 30, 0);
-        if (count == 0)
-            break;
-        if (count < 0 && errno != EINTR)
-            break;
+        if (count == 0 && someWereCopied)
+            return true;
+        if (count == 0 || (count < 0 && errno != EINTR))
+            break; // some file systems say at once that there is nothing
+        someWereCopied = true;
     }
-    // Both descriptors stand where the kernel's copy ended: behind the last byte, or where it gave up.
+    // Both descriptors stand where the kernel's copy gave up.
     return copyByReading(input, output);
 }
 

@@ -7,6 +7,7 @@
 #include "platform/Bundle.h"
 #include "platform/FileManager.h"
 #include "platform/Termination.h"
+#include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
 #include "upload/Archiver.h"
@@ -103,20 +104,18 @@ bool uploadDSYM(const Environment& environment, const std::shared_ptr<QVXMachOBi
     const std::shared_ptr<QVXWebRequest> request = makeUpload(environment, apiKey);
     const std::string uuidLog = addExecutables(*request, appBinary);
 
-    const std::optional<std::string> folder = environment.value("DWARF_DSYM_FOLDER_PATH");
-    const std::optional<std::string> fileName = environment.value("DWARF_DSYM_FILE_NAME");
-    const std::string dSYMPath = format("%@/%@", folder, fileName);
+    const std::string bundlePath = dSYMPath(environment);
     const std::string zipName = platform::globallyUniqueString() + ".zip";
-    const std::string zipPath = format("%@/%@", folder, zipName);
+    const std::string zipPath = format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), zipName);
     const platform::Termination::RemovedFile guard(zipPath);
-    zipDSYM(environment, dSYMPath, zipPath);
-    attachZip(*request, dSYMPath, zipPath, zipName);
+    zipDSYM(environment, bundlePath, zipPath);
+    attachZip(*request, bundlePath, zipPath, zipName);
 
     const auto client = QVXWebClient::initWithURL(*platform::URL::initWithString(codeMappingUploadBaseURL));
     bool uploaded = false;
     client->syncStartRequest(request, [&](const std::shared_ptr<QVXWebResponse>& response) {
         removeZip(zipPath);
-        uploaded = judge(*response, fileName, uuidLog, lastAttempt);
+        uploaded = judge(*response, environment.value("DWARF_DSYM_FILE_NAME"), uuidLog, lastAttempt);
     });
     return uploaded;
 }

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "platform/Bundle.h"
-#include "platform/PropertyList.h"
+#include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
 
@@ -18,10 +18,7 @@ constexpr const char* developerToken = "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90
 } // namespace
 
 std::string endpoint(const Environment& environment) {
-    const std::string path =
-        platform::stringByAppendingPathComponent(environment.value("BUILT_PRODUCTS_DIR").value_or(""),
-                                                 environment.value("INFOPLIST_PATH").value_or(""));
-    const std::optional<platform::Dictionary> info = platform::dictionaryWithContentsOfFile(path);
+    const platform::Dictionary* info = infoPlistAtPath(infoPlistPath(environment));
     const std::optional<std::string> configured = info ? info->string("QuorvexAPIEndpoint") : std::nullopt;
     return configured.value_or(apiBaseURL);
 }

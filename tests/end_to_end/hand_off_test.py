@@ -11,7 +11,7 @@ from pathlib import Path
 from urllib.parse import quote
 
 from desktop_app import HandOffTest
-from support import API_KEY, UNPRIVILEGED, posix_error, tree
+from support import API_KEY, CHECKER, UNPRIVILEGED, posix_error, tree
 
 API_BASE_URL = "https://api.quorvex.example"
 UUID = r"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"
@@ -46,6 +46,7 @@ class RecordTest(HandOffTest):
         record |= {key: info.get(key) for key in INFO_KEYS} | {"Runner_Environment_Dictionary": self.settings}
         return {key: value for key, value in record.items() if value is not None}
 
+    @unittest.skipIf(CHECKER, "the checker changes the environment")
     def test_the_record_and_the_dsyms(self):
         shutil.copytree(self.app.dsym, self.app.products / "Ext ä.appex.dSYM")
         (self.app.products / "Ext ä.appex.dSYM/empty").mkdir(mode=0o750)
@@ -117,6 +118,7 @@ class RecordTest(HandOffTest):
                 builds = cache_root(cache, configured if isinstance(configured, str) else API_BASE_URL)
                 self.assertRegex(path, f"^{re.escape(quote(f'{builds}/', safe=''))}{UUID}%2FBuild\\.plist$")
 
+    @unittest.skipIf(CHECKER, "the checker changes the environment")
     def test_any_environment_reads_back(self):
         contents = self.register(info=NEW)
         many = {f"VARIABLE_{number}": str(number) for number in range(10_000)}

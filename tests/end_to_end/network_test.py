@@ -66,6 +66,7 @@ class NetworkTest(EndToEndTest):
             ("half a status line", behaviours.half_status_line, failed(-1005)),
             ("in the reply", behaviours.break_reply(500), failed(-1005, 500)),
             ("endless redirects", behaviours.redirect(302, "/around"), failed(-1007, 302)),
+            ("to a host that is not UTF-8", behaviours.redirect(307, f"https://{15 * 'a'}%FC/"), failed(-1000)),
             ("to plain HTTP", behaviours.redirect(307, f"http://{OTHER_HOST}/"), "307")]
         for name, behaviour, outcome in rows:
             with self.subTest(name):
@@ -76,6 +77,20 @@ class NetworkTest(EndToEndTest):
         # Three requests, each with the sixteen redirects that are followed.
         self.assertEqual(3 * 16, [exchange.path for exchange in self.service.exchanges].count("/around"))
         self.assertEqual({"CONNECT"}, {request.method for request in self.service.proxy_requests})
+
+    def test_what_the_http_library_does_not_know(self):
+        self.settings |= {"LD_LIBRARY_PATH": os.environ["QVX_PICKY_CURL"], "SSL_CERT_DIR": str(self.folder)}
+        needed = {"CURLOPT_CAINFO": "10065", "CURLOPT_CAPATH": "10097", "CURLOPT_SSLVERSION": "32",
+                  "CURLOPT_PROTOCOLS": "10318,181", "CURLOPT_DISALLOW_USERNAME_IN_URL": "278",
+                  "CURLOPT_POSTFIELDSIZE_LARGE": "30120", "CURLOPT_XFERINFOFUNCTION": "20219"}
+        for name, numbers in needed.items():
+            with self.subTest(name):
+                outcome = f'{failed(-1)} "unknown error (libcurl does not take {name})"'
+                self.assert_run(self.run_tool(settings=self.settings | {"PICKY_CURL_OPTIONS": numbers}), 1,
+                                self.refused(outcome))
+        self.assertEqual([], self.service.proxy_requests)
+        younger = "10318,322,280,20108,10246,10247"  # as before 7.85, without OpenSSL, without TLS to proxies
+        self.assert_run(self.run_tool(settings=self.settings | {"PICKY_CURL_OPTIONS": younger}), 0, self.uploaded())
 
     def test_a_status_that_came_counts_though_the_reply_broke(self):
         self.service.answer(behaviours.break_reply(201))

@@ -24,8 +24,10 @@ API_HOST, UPLOAD_HOST = SERVICE_HOSTS
 API_KEY = "0123456789abcdef0123456789abcdef01234567"
 BUILD_SECRET = "0123456789abcdef" * 4
 BANNER = "Vendra.framework/run 1.3.18"
+# A command that runs what follows it under a checker of its memory, which makes it many times slower.
+CHECKER = tuple(os.environ.get("QVX_CHECKER", "").split())
 # Only keeps a hanging child from hanging the tests; no test may depend on it.
-SAFETY_TIMEOUT = 150
+SAFETY_TIMEOUT = 1500 if CHECKER else 150
 LOG_PREFIX = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} run\[\d+:\d+\] ", re.MULTILINE)
 # A command that runs what follows it as a process that permission bits bind, as they do not bind root.
 UNPRIVILEGED = () if os.geteuid() else ("setpriv", "--bounding-set", "-dac_override,-dac_read_search")
@@ -131,7 +133,8 @@ class EndToEndTest(unittest.TestCase):
         `options` are Popen's; the streams are pipes when nothing else is asked for."""
         streams = dict.fromkeys(("stdout", "stderr"), subprocess.PIPE) | {"stdin": subprocess.DEVNULL}
         program = self.framework / "run"
-        child = subprocess.Popen([*through, name or program, *arguments], executable=program if name else None,
+        command = [name, *arguments] if name else [*CHECKER, program, *arguments]
+        child = subprocess.Popen([*through, *command], executable=program if name else None,
                                  cwd=directory or self.app.project,
                                  env=self.settings if settings is None else settings, **streams | options)
         self.addCleanup(end, child)

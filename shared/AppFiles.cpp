@@ -1,0 +1,36 @@
+#include "shared/AppFiles.h"
+
+#include <map>
+
+#include "platform/PropertyList.h"
+#include "platform/String.h"
+
+namespace qvx {
+
+using platform::Environment;
+
+std::string infoPlistPath(const Environment& environment) {
+    return platform::format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"),
+                            environment.value("INFOPLIST_PATH"));
+}
+
+std::string executablePath(const Environment& environment) {
+    return platform::format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"),
+                            environment.value("EXECUTABLE_PATH"));
+}
+
+std::string dSYMPath(const Environment& environment) {
+    return platform::format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"),
+                            environment.value("DWARF_DSYM_FILE_NAME"));
+}
+
+const platform::Dictionary* infoPlistAtPath(const std::string& path) {
+    // A run asks for the same one up to five times, and should not see it change meanwhile.
+    static std::map<std::string, std::optional<platform::Dictionary>> read;
+    const auto [found, isNew] = read.try_emplace(path);
+    if (isNew)
+        found->second = platform::dictionaryWithContentsOfFile(path);
+    return found->second ? &*found->second : nullptr;
+}
+
+} // namespace qvx

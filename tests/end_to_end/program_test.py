@@ -1,0 +1,63 @@
+"""What the programs that are shipped need of a system, how they are hardened, and what they tell of their build."""
+
+import os
+import platform
+import re
+import subprocess
+import unittest
+from pathlib import Path
+
+from support import framework
+
+ROOT = Path(__file__).resolve().parents[2]
+NEWEST_C_LIBRARY = (2, 35)
+LARGEST = 1_500_000  # bytes without symbols
+
+
+def readelf(*arguments) -> str:
+    return subprocess.run(["readelf", "-W", *arguments], check=True, capture_output=True, text=True,
+                          env=os.environ | {"LC_ALL": "C"}).stdout
+
+
+PROGRAMS = [framework() / name for name in ("run", "ditto")]
+
+
+class ProgramTest(unittest.TestCase):
+    def test_it_needs_the_c_library_alone_and_no_new_one(self):
+        for program in PROGRAMS:
+            needed = re.findall(r"\(NEEDED\).*\[(.*)\]", readelf("-d", program))
+            self.assertEqual([], [name for name in needed if not re.match(r"libc\.so\.6|ld-linux[-\w]*\.so\.\d$", name)])
+            versions = {tuple(map(int, version.split(".")))
+                        for version in re.findall(r"GLIBC_(\d+(?:\.\d+)+)", readelf("--dyn-syms", program))}
+            self.assertTrue(versions)
+            self.assertLessEqual(max(versions), NEWEST_C_LIBRARY)
+
+    def test_it_is_hardened(self):
+        for program in PROGRAMS:
+            self.assertIn("Type:                              DYN", readelf("-h", program))
+            dynamic, headers, symbols = (readelf(what, program) for what in ("-d", "-l", "-s"))
+            self.assertRegex(dynamic, r"FLAGS_1.*\bPIE\b")
+            self.assertRegex(dynamic, r"FLAGS.*\bBIND_NOW\b")
+            self.assertIn("GNU_RELRO", headers)
+            self.assertRegex(headers, r"GNU_STACK +(0x0+ +){5}RW +")
+            self.assertNotRegex(headers, r"LOAD .* RWE ")
+            self.assertIn("__stack_chk_fail", symbols)
+            self.assertRegex(symbols, r"__\w+_chk@")
+            if platform.machine() == "x86_64":
+                code = subprocess.run(["objdump", "-d", "--no-show-raw-insn", "--disassemble=main", program],
+                                      check=True, capture_output=True, text=True).stdout
+                self.assertRegex(code, r"<main>:\n[^\n]*endbr64")
+
+    def test_it_is_small_and_says_nothing_of_where_it_was_built(self):
+        for program in PROGRAMS:
+            self.assertNotIn(bytes(ROOT), program.read_bytes())
+            self.assertNotIn(bytes(framework().parent), program.read_bytes())
+        sections = re.findall(r"^ +\[ *\d+\] (\.\S+) +(?!NOBITS)\S+ +\S+ +\S+ +(\S+)", readelf("-S", framework() / "run"),
+                              re.MULTILINE)
+        symbolic = (".symtab", ".strtab", ".debug")
+        size = sum(int(size, 16) for name, size in sections if not name.startswith(symbolic))
+        self.assertLess(size, LARGEST)
+
+
+if __name__ == "__main__":
+    unittest.main()
