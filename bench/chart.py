@@ -1,5 +1,7 @@
 """A picture for who chooses a tool: how long it takes, and how much memory."""
 
+import itertools
+import textwrap
 from html import escape
 
 from measure import Side
@@ -25,7 +27,7 @@ def draw(sides: list[Side], footer: list[str]) -> str:
                 f'<text x="{LABELS + length + 8:.1f}" y="{y + 19}" font-weight="bold">{escape(text(value))}</text>']
             y += LINE
         y += 34
-    for line in footer:
+    for line in itertools.chain.from_iterable(textwrap.wrap(line, 110) for line in footer):
         texts.append(f'<text x="16" y="{y - 14}" font-size="11" fill="#666">{escape(line)}</text>')
         y += 15
     return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{y - 8}"'
