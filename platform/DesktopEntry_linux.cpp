@@ -16,6 +16,10 @@ bool isProgram(const std::string& path) {
     return !FileManager::isDirectoryAtPath(path) && ::access(path.c_str(), X_OK) == 0;
 }
 
+bool isASCII(char byte) {
+    return (byte & 0x80) == 0;
+}
+
 /// The program of that name, in the folders where commands are looked for unless it is a path.
 std::optional<std::string> programInPath(const std::string& name) {
     if (name.find('/') != std::string::npos)
@@ -111,7 +115,7 @@ std::string DesktopEntry::expanded(const std::string& word, const std::string& u
             continue;
         }
         // Files, which a URL is not, and fields of the past stand for nothing.
-        switch (++i < word.size() ? word[i] : '\0') {
+        switch (i + 1 < word.size() && isASCII(word[i + 1]) ? word[++i] : '\0') {
         case 'u':
         case 'U':
             result += url;

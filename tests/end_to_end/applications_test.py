@@ -141,7 +141,7 @@ class ApplicationsTest(EndToEndTest):
         file = self.root / "data_home/applications/a.desktop"
         rows = [  # the command line behind the program, its arguments
             ("%u", ["URL"]), ("%U", ["URL"]), ("--open %u --url=%u -x", ["--open", "URL", "--url=URL", "-x"]),
-            ("", []), ("%f %F %d %m", []), ("%i %c %k", ["--icon", "pic", "An app", str(file)]),
+            ("", []), ("%f %F %d %m %é%", ["é"]), ("%i %c %k", ["--icon", "pic", "An app", str(file)]),
             ('"a  b" \'c\' d\\\\ e "" 100%% %u', ["a  b", "c", "d e", "", "100%", "URL"])]
         for line, expected in rows:
             for place in (None, self.folder / "some where"):
