@@ -17,11 +17,11 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-/// The pieces of a value, its escapes undone, cut at each `separator` that is not escaped; absent when the
-/// value is none.
+/// The pieces of a value, its escapes undone, cut at each `separator` that is not escaped; one piece when
+/// that is NUL, which no value holds; absent when the value is none.
 std::optional<std::vector<std::string>> piecesOf(std::string_view value, char separator) {
     constexpr std::string_view letters = "sntr\\", meanings = " \n\t\r\\";
-    if (!isUTF8(value))
+    if (!isUTF8(value) || value.find('\0') != std::string_view::npos)
         return std::nullopt;
     std::vector<std::string> pieces{""};
     for (size_t index = 0; index < value.size(); ++index) {

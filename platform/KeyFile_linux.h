@@ -19,7 +19,8 @@ public:
     /// \param bytes in one segment, or none
     explicit KeyFile(Data bytes) : bytes_(std::move(bytes)) {}
 
-    /// Absent when the group has no such key, or its value is no UTF-8 or has an escape that does not exist.
+    /// Absent when the group has no such key, or its value is no UTF-8, holds a NUL or has an escape that
+    /// does not exist.
     [[nodiscard]] std::optional<std::string> text(std::string_view group, std::string_view key) const;
 
     /// The same, in the user's language where the file has it.
