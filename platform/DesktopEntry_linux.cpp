@@ -16,10 +16,6 @@ bool isProgram(const std::string& path) {
     return !FileManager::isDirectoryAtPath(path) && ::access(path.c_str(), X_OK) == 0;
 }
 
-bool isASCII(char byte) {
-    return (byte & 0x80) == 0;
-}
-
 /// The program of that name, in the folders where commands are looked for unless it is a path.
 std::optional<std::string> programInPath(const std::string& name) {
     if (name.find('/') != std::string::npos)
@@ -32,7 +28,7 @@ std::optional<std::string> programInPath(const std::string& name) {
     return std::nullopt;
 }
 
-/// The words of a command line, quoted as for a shell; empty when a quote is not closed.
+/// The words of a command line, quoted as for a shell; empty when a quote has no end.
 std::vector<std::string> wordsOf(std::string_view line) {
     std::vector<std::string> words;
     bool isInWord = false;
@@ -51,6 +47,8 @@ std::vector<std::string> wordsOf(std::string_view line) {
             quote = '\0';
         } else if (quote == '\0' && (character == '"' || character == '\'')) {
             quote = character;
+        } else if (character == '\\' && quote == '\0' && index + 1 == line.size()) {
+            return {}; // there is nothing that it could quote
         } else if (character == '\\' && quote != '\'' && index + 1 < line.size() &&
                    (quote == '\0' ||
                     std::string_view("\"\\$`").find(line[index + 1]) != std::string_view::npos)) {
@@ -115,7 +113,7 @@ std::string DesktopEntry::expanded(const std::string& word, const std::string& u
             continue;
         }
         // Files, which a URL is not, and fields of the past stand for nothing.
-        switch (i + 1 < word.size() && isASCII(word[i + 1]) ? word[++i] : '\0') {
+        switch (i + 1 < word.size() && isASCII(word.substr(i + 1, 1)) ? word[++i] : '\0') {
         case 'u':
         case 'U':
             result += url;

@@ -35,7 +35,9 @@ public:
     /// Only an array or a dictionary makes a whole text.
     std::optional<Value> takeResult() {
         std::optional<Value> result = builder_.takeResult();
-        return result && (result->get<Dictionary>() || result->get<Value::Array>()) ? result : std::nullopt;
+        if (result && !result->get<Dictionary>() && !result->get<Value::Array>())
+            result.reset();
+        return result;
     }
 
 private:

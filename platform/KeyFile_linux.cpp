@@ -10,19 +10,21 @@ namespace qvx::platform {
 namespace {
 
 constexpr size_t maximumFileSize = size_t{16} << 20;
-constexpr std::string_view blanks = " \t\r";
 
-std::string_view trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    return text.substr(0, text.find_last_not_of(blanks) + 1);
+std::string_view withoutBlanksInFront(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(" \t"), text.size()));
 }
 
-/// The pieces of a value, its escapes undone, cut at each `separator` that is not escaped; one piece when
-/// that is NUL, which no value holds; absent when the value is none.
-std::optional<std::vector<std::string>> piecesOf(std::string_view value, char separator) {
+/// Whether what stands behind a key gives it a value that is text.
+bool setsValue(std::string_view rest) {
+    return withoutBlanksInFront(rest).starts_with('=') && isUTF8(rest) &&
+           rest.find('\0') == std::string_view::npos;
+}
+
+/// The pieces of a value, its escapes undone, cut at each `separator` that is not escaped, if there is one;
+/// absent when the value is none.
+std::optional<std::vector<std::string>> piecesOf(std::string_view value, std::optional<char> separator) {
     constexpr std::string_view letters = "sntr\\", meanings = " \n\t\r\\";
-    if (!isUTF8(value) || value.find('\0') != std::string_view::npos)
-        return std::nullopt;
     std::vector<std::string> pieces{""};
     for (size_t index = 0; index < value.size(); ++index) {
         if (value[index] == separator) {
@@ -30,7 +32,7 @@ std::optional<std::vector<std::string>> piecesOf(std::string_view value, char se
         } else if (value[index] != '\\') {
             pieces.back() += value[index];
         } else if (++index < value.size() && value[index] == separator) {
-            pieces.back() += separator;
+            pieces.back() += value[index];
         } else {
             const size_t place = index < value.size() ? letters.find(value[index]) : std::string_view::npos;
             if (place == std::string_view::npos)
@@ -74,19 +76,18 @@ std::optional<std::string_view> KeyFile::value(std::string_view group, std::stri
         const size_t end = std::min(rest.find('\n'), rest.size());
         std::string_view line = rest.substr(0, end);
         rest.remove_prefix(std::min(end + 1, rest.size()));
-        while (line.starts_with(' ') || line.starts_with('\t'))
-            line.remove_prefix(1);
+        line = withoutBlanksInFront(line.substr(0, line.find_last_not_of('\r') + 1));
         if (line.starts_with('['))
             isInGroup = line.substr(1, line.find(']') - 1) == group;
-        else if (isInGroup && line.starts_with(key) && trimmed(line.substr(key.size())).starts_with('='))
-            value = trimmed(line.substr(line.find('=', key.size()) + 1));
+        else if (isInGroup && line.starts_with(key) && setsValue(line.substr(key.size())))
+            value = withoutBlanksInFront(line.substr(line.find('=', key.size()) + 1));
     }
     return value;
 }
 
 std::optional<std::string> KeyFile::text(std::string_view group, std::string_view key) const {
     const std::optional<std::string_view> found = value(group, key);
-    const auto pieces = found ? piecesOf(*found, '\0') : std::nullopt;
+    const auto pieces = found ? piecesOf(*found, std::nullopt) : std::nullopt;
     return pieces ? std::optional(pieces->front()) : std::nullopt;
 }
 

@@ -10,7 +10,8 @@
 namespace qvx::platform {
 
 /// A file of groups of keys and values, as desktop files are (freedesktop.org, Desktop Entry 1.5, sections 3
-/// to 5). A line that is none of the kind is passed over; of several values of one key the last one counts.
+/// to 5). A line that is none of the kind, is no UTF-8 or holds a NUL is passed over; of several values of
+/// one key the last one counts.
 class KeyFile {
 public:
     /// Absent when the file cannot be read or is larger than 16 MiB.
@@ -19,8 +20,7 @@ public:
     /// \param bytes in one segment, or none
     explicit KeyFile(Data bytes) : bytes_(std::move(bytes)) {}
 
-    /// Absent when the group has no such key, or its value is no UTF-8, holds a NUL or has an escape that
-    /// does not exist.
+    /// Absent when the group has no such key, or its value has an escape that does not exist.
     [[nodiscard]] std::optional<std::string> text(std::string_view group, std::string_view key) const;
 
     /// The same, in the user's language where the file has it.

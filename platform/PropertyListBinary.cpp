@@ -102,12 +102,11 @@ private:
             return fail();
         spent_ += count * width;
         const std::string_view text(reinterpret_cast<const char*>(bytes_.bytes(offset, count)), count);
-        const auto isASCII = [](char byte) { return (byte & 0x80) == 0; };
         switch (kind) {
         case 4:
             return Data::withBytes(text);
         case 5:
-            return std::all_of(text.begin(), text.end(), isASCII) ? Value(text) : fail();
+            return isASCII(text) ? Value(text) : fail();
         case 6:
             return utf16(offset, count);
         case 10:

@@ -10,9 +10,14 @@
 /// what nests deeper than `ValueBuilder::maximumDepth`.
 namespace qvx::platform::PropertyListFormats {
 
+/// The most values that a text may hold; the binary reader bounds the memory that they take.
+inline constexpr size_t maximumValues = size_t{1} << 20;
+
 /// XML (DTD PropertyList 1.0; the `plist` element may be missing) in any encoding that expat knows. A
-/// document that declares entities is not read, nothing that it refers to is fetched. \param failure set to
-/// the line and the reason when the result is absent
+/// document with declarations of its own (an internal DTD subset) is not read, nothing that it refers to is
+/// fetched.
+///
+/// \param failure set to the line and the reason when the result is absent
 std::optional<Value> readXML(std::string_view bytes, std::string& failure);
 
 /// The binary form, version 00. One whose shared objects would unfold to more than 16 MiB is not read.

@@ -60,6 +60,7 @@ private:
     void require(bool condition) { failed_ = failed_ || !condition; }
 
     Value takeValue(size_t depth) {
+        require(++count_ <= maximumValues);
         return take('{')   ? takeDictionary(depth)
                : take('(') ? takeArray(depth)
                : take('<') ? takeData()
@@ -164,6 +165,7 @@ private:
     }
 
     std::string_view rest_;
+    size_t count_ = 0; ///< of values
     bool failed_ = false;
 };
 

@@ -1,6 +1,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <map>
 
 #include "platform/PropertyList.h"
 #include "platform/PropertyListFormats.h"
@@ -92,9 +93,16 @@ private:
         if (dictionary.items().empty())
             return line(depth, "<dict/>");
         line(depth, "<dict>");
+        // Keys may fall together when what XML cannot hold is replaced; then the last one's value counts.
+        std::map<std::string, const Value*> values;
+        for (const auto& [key, value] : dictionary.items())
+            values[xmlText(key)] = &value;
         for (const auto& [key, value] : dictionary.items()) {
-            element(depth + 1, "key", xmlText(key));
-            write(value, depth + 1);
+            const auto found = values.extract(xmlText(key));
+            if (found.empty())
+                continue;
+            element(depth + 1, "key", found.key());
+            write(*found.mapped(), depth + 1);
         }
         line(depth, "</dict>");
     }

@@ -6,19 +6,12 @@
 #include <memory>
 
 #include "platform/PropertyListFormats.h"
+#include "platform/String.h"
 #include "platform/ValueBuilder.h"
 
 namespace qvx::platform::PropertyListFormats {
 
 namespace {
-
-constexpr std::string_view blanks = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-    const size_t first = text.find_first_not_of(blanks);
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 /// The number that `text` is, and nothing else.
 template <class Number, class... Base>
@@ -62,7 +55,17 @@ std::optional<Value> valueOf(std::string_view element, const std::string& text) 
         return dateOfText(trimmed(text));
     if (element == "data")
         return dataOfBase64(text);
-    return text.empty() ? std::optional<Value>(element == "true") : std::nullopt;
+    return trimmed(text).empty() ? std::optional<Value>(element == "true") : std::nullopt;
+}
+
+/// An encoding that expat does not know most likely begins with ASCII; letters beyond that are errors.
+int takeForASCII(void*, const char*, XML_Encoding* encoding) {
+    for (int byte = 0; byte < 256; ++byte)
+        encoding->map[byte] = byte < 128 ? byte : -1;
+    encoding->data = nullptr;
+    encoding->convert = nullptr;
+    encoding->release = nullptr;
+    return XML_STATUS_OK;
 }
 
 class Reader {
@@ -79,13 +82,17 @@ public:
         XML_SetCharacterDataHandler(parser_.get(), [](void* self, const char* text, int length) {
             of(self).characters({text, static_cast<size_t>(length)});
         });
-        XML_SetEntityDeclHandler(parser_.get(),
-                                 [](void* self, const char*, int, const char*, int, const char*, const char*,
-                                    const char*, const char*) { of(self).fail("declares an entity"); });
+        // Entities, and attributes that every element is given, are what declarations are misused for.
+        XML_SetStartDoctypeDeclHandler(
+            parser_.get(), [](void* self, const char*, const char*, const char*, int hasDeclarations) {
+                if (hasDeclarations != 0)
+                    of(self).fail("has declarations of its own");
+            });
         // A document that names a DTD may use entities that are declared there, where nobody looks.
         XML_SetSkippedEntityHandler(parser_.get(), [](void* self, const char*, int) {
             of(self).fail("uses an entity that it does not declare");
         });
+        XML_SetUnknownEncodingHandler(parser_.get(), &takeForASCII, nullptr);
         if (XML_Parse(parser_.get(), bytes.data(), static_cast<int>(bytes.size()), XML_TRUE) != XML_STATUS_OK)
             fail(XML_ErrorString(XML_GetErrorCode(parser_.get())));
         return failure_.empty() ? builder_.takeResult() : std::nullopt;
@@ -106,6 +113,8 @@ private:
         constexpr std::string_view textual[] = {"key",  "string", "integer", "real",
                                                 "true", "false",  "date",    "data"};
         const bool isRoot = std::exchange(isAtRoot_, false);
+        if (++elements_ > maximumValues)
+            return fail("holds too much");
         if (!element_.empty())
             return fail("has an element where text belongs");
         if (name == "dict" || name == "array") {
@@ -146,6 +155,7 @@ private:
     std::string& failure_;
     ValueBuilder builder_;
     bool isAtRoot_ = true;
+    size_t elements_ = 0;
     std::string element_; ///< the one that is open and holds text; empty when none is
     std::string text_;    ///< of that element, so far
 };
@@ -153,8 +163,10 @@ private:
 } // namespace
 
 std::optional<Value> readXML(std::string_view bytes, std::string& failure) {
-    bytes.remove_prefix(std::min(bytes.find_first_not_of(blanks), bytes.size()));
-    return Reader(failure).read(bytes);
+    // Blanks in front of the declaration, which XML does not allow; in UTF-8 there may be a mark before them.
+    const size_t mark = bytes.starts_with("\uFEFF") ? 3 : 0;
+    const size_t start = bytes.find_first_not_of(" \t\r\n", mark);
+    return Reader(failure).read(bytes.substr(std::min(start, bytes.size())));
 }
 
 } // namespace qvx::platform::PropertyListFormats

@@ -85,6 +85,16 @@ std::string validUTF8(std::string_view text) {
     return result;
 }
 
+bool isASCII(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char byte) { return (byte & 0x80) == 0; });
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
 std::string stringWithUTF16(std::u16string_view units) {
     constexpr uint32_t replacement = 0xFFFD;
     std::string result;

@@ -21,6 +21,12 @@ namespace qvx::platform {
 /// `text` with every byte that is not part of a UTF-8 character replaced by U+FFFD.
 [[nodiscard]] std::string validUTF8(std::string_view text);
 
+/// Whether every byte is below 128.
+[[nodiscard]] bool isASCII(std::string_view text);
+
+/// `text` without the blanks, tabs and line ends at its two ends.
+[[nodiscard]] std::string_view trimmed(std::string_view text);
+
 /// UTF-16 code units as UTF-8; a surrogate without its other half becomes U+FFFD.
 [[nodiscard]] std::string stringWithUTF16(std::u16string_view units);
 

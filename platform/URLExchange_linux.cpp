@@ -196,12 +196,14 @@ bool URLExchange::sendsHeader(std::string_view name, std::string_view value) con
     return !isIdentityField(name) || haveSameOrigin(hop_->URL, *request_.URL);
 }
 
-CurlList URLExchange::headerList() const {
+CurlList URLExchange::headerList() {
     CurlList list;
     const auto append = [&](const std::string& line) {
         if (curl_slist* longer = curl_->slistAppend(list.get(), line.c_str())) {
             static_cast<void>(list.release());
             list.reset(longer);
+        } else if (refusedOption_.empty()) {
+            refusedOption_ = "CURLOPT_HTTPHEADER";
         }
     };
     // A name without a value keeps libcurl from adding the field by itself.

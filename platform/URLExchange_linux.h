@@ -57,7 +57,7 @@ private:
     void setTransfer();
     void setSecurity();
     void setHop();
-    CurlList headerList() const;
+    CurlList headerList();
     bool sendsHeader(std::string_view name, std::string_view value) const;
     template <class T>
     void set(CURLoption option, const char* name, T value);

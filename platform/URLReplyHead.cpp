@@ -8,14 +8,6 @@ namespace qvx::platform {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-    const size_t first = text.find_first_not_of(blanks);
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
 uint64_t statusCode(std::string_view line) {
     uint64_t code = 0;
     const size_t blank = line.find(' ');

@@ -26,11 +26,11 @@ std::string dSYMPath(const Environment& environment) {
 
 const platform::Dictionary* infoPlistAtPath(const std::string& path) {
     // A run asks for the same one up to five times, and should not see it change meanwhile.
-    static std::map<std::string, std::optional<platform::Dictionary>> read;
-    const auto [found, isNew] = read.try_emplace(path);
-    if (isNew)
-        found->second = platform::dictionaryWithContentsOfFile(path);
-    return found->second ? &*found->second : nullptr;
+    static std::map<std::string, platform::Dictionary> read;
+    if (const auto found = read.find(path); found != read.end())
+        return &found->second;
+    std::optional<platform::Dictionary> dictionary = platform::dictionaryWithContentsOfFile(path);
+    return dictionary ? &read.emplace(path, *std::move(dictionary)).first->second : nullptr;
 }
 
 } // namespace qvx

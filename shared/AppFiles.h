@@ -20,8 +20,8 @@ std::string executablePath(const platform::Environment& environment);
 /// The dSYM bundle: `DWARF_DSYM_FILE_NAME` in `DWARF_DSYM_FOLDER_PATH`.
 std::string dSYMPath(const platform::Environment& environment);
 
-/// The dictionary of an Info.plist as it was when it was first asked for; null when there was none that could
-/// be read. Lives as long as the process.
+/// The dictionary of an Info.plist as it was when it was first read; null when there is none that can be
+/// read. Lives as long as the process.
 const platform::Dictionary* infoPlistAtPath(const std::string& path);
 
 } // namespace qvx

@@ -52,7 +52,7 @@ class ApplicationsTest(EndToEndTest):
         subprocess.run(["rm", "-rf", self.root], check=True)
         for name, text in files.items():
             (self.root / name).parent.mkdir(parents=True, exist_ok=True)
-            (self.root / name).write_text(text)
+            (self.root / name).write_bytes(text.encode(errors="surrogateescape"))
 
     def chosen(self) -> str | None:
         """The name of the app that the tool chose, by its debug output."""
@@ -85,7 +85,8 @@ class ApplicationsTest(EndToEndTest):
         other_cache = {"data_dirs1/applications/mimeinfo.cache": listed("MIME Cache", "gone.desktop;b.desktop;")}
         useless = {"not an application": a.replace("Application", "Link"), "a quote that stays open": self.entry("a", line='"{program}'), "no command": "[Desktop Entry]\n",
                   "a program that is not there": self.entry("a", line="/no/such %u"), "nothing": "",
-                  "needs another program": a + "TryExec=/no/such\n", "no file of the kind": "a"}
+                  "needs another program": a + "TryExec=/no/such\n", "a blank too many": a.replace("Application", "Application "),
+                   "a backslash that quotes nothing": self.entry("a", line="{program} a\\\\"), "no file of the kind": "a"}
         rows = {
             "nothing installed": ({}, None),
             "nothing said": (installed, None),
@@ -139,14 +140,15 @@ class ApplicationsTest(EndToEndTest):
 
     def test_what_the_program_is_started_with(self):
         file = self.root / "data_home/applications/a.desktop"
+        self.settings["LC_ALL"] = "de_AT.UTF-8@euro"
         rows = [  # the command line behind the program, its arguments
             ("%u", ["URL"]), ("%U", ["URL"]), ("--open %u --url=%u -x", ["--open", "URL", "--url=URL", "-x"]),
-            ("", []), ("%f %F %d %m %é%", ["é"]), ("%i %c %k", ["--icon", "pic", "An app", str(file)]),
+            ("", []), ("%f %F %d %m %é%", ["é"]), ("%i %c %k", ["--icon", "pic", "Ein Ding", str(file)]),
             ('"a  b" \'c\' d\\\\ e "" 100%% %u', ["a  b", "c", "d e", "", "100%", "URL"])]
         for line, expected in rows:
             for place in (None, self.folder / "some where"):
                 with self.subTest(line, place=place):
-                    more = "Icon=pic\n"
+                    more = "Icon=pic\nName[fr]=Une chose\nName[de]=Ein Ding\nName[de_CH]=Es Ding\n"
                     if place:
                         place.mkdir(exist_ok=True)
                         more += f"Path={place}\n"
@@ -187,7 +189,7 @@ class ApplicationsTest(EndToEndTest):
             self.assertEqual("b", self.chosen())
         with self.subTest("a list with lines that are none"):
             self.lay_out(files | {"config_dirs1/mimeapps.list": "what is this?\n" + defaults("b.desktop") +
-                                  f"\xff\n=\n{TYPE}\n[Default Applications\n{TYPE}[de]=a.desktop\n",
+                                  f"\udcff\n=\n{TYPE}=\udcff.desktop\n{TYPE}\n[Default Applications\n{TYPE}[de]=a.desktop\n",
                                   "config_home/mimeapps.list": defaults("a.desktop\\q")})
             self.assertEqual("b", self.chosen())
         with self.subTest("found by its name alone"):

@@ -14,7 +14,7 @@ from desktop_app import HandOffTest
 from support import API_KEY, CHECKER, UNPRIVILEGED, posix_error, tree
 
 API_BASE_URL = "https://api.quorvex.example"
-UUID = r"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"
+UUID = r"[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"  # RFC 9562, version 4
 COPIED = ("PLATFORM_NAME", "PROJECT_FILE_PATH", "CONFIGURATION", "XCODE_VERSION_ACTUAL", "CODE_SIGN_IDENTITY",
           "SDKROOT")
 INFO_KEYS = ("CFBundleShortVersionString", "CFBundleVersion", "CFBundleDisplayName", "CFBundleName",

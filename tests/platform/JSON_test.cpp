@@ -28,6 +28,7 @@ TEST(JSON, ReadsEveryKindInOrder) {
                               {"", Dictionary()}};
     ASSERT_TRUE(value);
     EXPECT_EQ(*value, Value(expected));
+    EXPECT_EQ(read("{\"a\":1,\"b\":2,\"a\":3}"), Value(Dictionary{{"a", 3}, {"b", 2}}));
 }
 
 TEST(JSON, RefusesWhatIsNoWholeText) {

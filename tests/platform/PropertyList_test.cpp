@@ -155,6 +155,9 @@ TEST(PropertyList, ReadsWhatAnotherProgramWrote) {
 TEST(PropertyList, WritesEveryKind) {
     EXPECT_EQ(xmlPropertyList(allKinds()), contentsOf(QVX_TESTS "/platform/all_kinds.plist"));
     EXPECT_TRUE(xmlPropertyList({}).ends_with("<plist version=\"1.0\">\n<dict/>\n</plist>\n"));
+    EXPECT_TRUE(xmlPropertyList({{"a\1", "first"}, {"b", 1}, {"a\2", "last"}})
+                    .ends_with("<dict>\n\t<key>a\uFFFD</key>\n\t<string>last</string>\n"
+                               "\t<key>b</key>\n\t<integer>1</integer>\n</dict>\n</plist>\n"));
     EXPECT_NE(xmlPropertyList({{"", UINT64_MAX}}).find(">18446744073709551615<"), std::string::npos);
     EXPECT_NE(xmlPropertyList({{"", Date{-1e11}}}).find(">-1168-02-16T14:13:20Z<"), std::string::npos);
 }
@@ -175,6 +178,7 @@ TEST(PropertyList, XMLValues) {
         {"<data>\n\tAAEC /w=\n=\n</data>", Data::withBytes("\0\1\2\xFF"s)},
         {"<data/>", Data()},
         {"<string> a<!-- <b> -->&#x62;<![CDATA[<c>]]> &gt;\r\n</string>", " ab<c> >\n"},
+        {"<true>\n</true>", true},
         {"<dict><key>a</key><true/><key/><false/><key>a</key><string/></dict>",
          Dictionary{{"a", ""}, {"", false}}},
         {"<array ids='1'> <array/>\n<dict/><?any thing?></array>",
@@ -189,6 +193,8 @@ TEST(PropertyList, XMLValues) {
           "<?xml version='1.0' encoding='US-ASCII'?><!DOCTYPE plist SYSTEM 'no'>" + text,
           "<string>ab</string>"s})
         expectValue(bytes, "ab");
+    expectValue("<?xml version='1.0' encoding='utf8'?><string>ab</string>", "ab");
+    expectValue("\xEF\xBB\xBF\n<?xml version='1.0'?><string>é</string>", "é");
     expectValue("<?xml version='1.0' encoding='ISO-8859-1'?><string>\xE9</string>", "é");
 }
 
@@ -235,7 +241,9 @@ TEST(PropertyList, NoXMLValues) {
           "<!DOCTYPE plist [<!ENTITY a 'b'>]><plist><string>&a;</string></plist>"s,
           "<!DOCTYPE plist [<!ENTITY % a SYSTEM 'b'>]><plist><true/></plist>"s,
           "<!DOCTYPE plist SYSTEM 'x.dtd'><plist><string>&a;</string></plist>"s,
-          "<?xml version='1.0' encoding='EBCDIC'?><plist><true/></plist>"s})
+          "<!DOCTYPE plist [%a;<!ENTITY b 'c'>]><plist><true/></plist>"s,
+          "<!DOCTYPE plist [<!ATTLIST true a CDATA 'x'>]><plist><true/></plist>"s,
+          "<?xml version='1.0' encoding='windows-1252'?><plist><string>\xE9</string></plist>"s})
         expectUnreadable(bytes);
     EXPECT_EQ(read("<plist>\n<int/></plist>").error().text,
               "The data is no property list: line 2 has an unknown element.");
@@ -332,6 +340,14 @@ TEST(PropertyList, NestsNoDeeperThan512) {
     }
     expectUnreadable(repeated(1'000'000, "<dict><key>a</key>"));
     expectUnreadable(repeated(1'000'000, "{a="));
+    for (const std::string& element : {"<a/>"s, "a,"s}) { // of which a text may hold a million
+        const auto list = [&](size_t count) {
+            const std::string values = repeated(count, element == "a," ? element : "<true/>");
+            return element == "a," ? "(" + values + ")" : "<array>" + values + "</array>";
+        };
+        EXPECT_TRUE(read(list((1 << 20) - 1)));
+        expectUnreadable(list(1 << 20));
+    }
     expectUnreadable(std::string((16 << 20) + 1, ' '));
 }
 

@@ -266,7 +266,9 @@ TEST(URLConnectionDeathTest, ExchangesThatRunDoNotDisturbTheEndOfTheProcess) {
     EXPECT_EXIT(
         {
             const auto recorder = std::make_shared<Recorder>();
-            URLConnection stalled(makeRequest("/stall"), recorder);
+            URLRequest endless = makeRequest("/stall");
+            endless.timeoutInterval = 3600; // so that nothing but its cancellation ends it
+            URLConnection stalled(endless, recorder);
             URLConnection moving(makeRequest("/pieces"), recorder);
             stalled.start();
             moving.start();
