@@ -1,17 +1,15 @@
 // A libcurl.so.4 that passes everything on to the real one, but does not know the options whose numbers are
 // in PICKY_CURL_OPTIONS, as an older one or one that was built with less.
 
-#include <curl/curl.h>
 #include <dlfcn.h>
 
 #include <cstdarg>
 #include <cstdlib>
 #include <string>
 
-#undef curl_easy_setopt
-#undef curl_easy_getinfo
-
 namespace {
+
+constexpr int unknownOption = 48; // CURLE_UNKNOWN_OPTION
 
 template <class Function>
 Function* real(const char* name) {
@@ -28,46 +26,46 @@ bool isKnown(int option) {
 
 extern "C" {
 
-CURLcode curl_global_init(long flags) {
-    return real<decltype(curl_global_init)>("curl_global_init")(flags);
+int curl_global_init(long flags) {
+    return real<int(long)>("curl_global_init")(flags);
 }
 
-CURL* curl_easy_init() {
-    return real<decltype(curl_easy_init)>("curl_easy_init")();
+void* curl_easy_init() {
+    return real<void*()>("curl_easy_init")();
 }
 
 // What options take is one word each.
-CURLcode curl_easy_setopt(CURL* easy, CURLoption option, ...) {
+int curl_easy_setopt(void* easy, int option, ...) {
     std::va_list arguments;
     va_start(arguments, option);
     void* const value = va_arg(arguments, void*);
     va_end(arguments);
-    return isKnown(option) ? real<decltype(curl_easy_setopt)>("curl_easy_setopt")(easy, option, value)
-                           : CURLE_UNKNOWN_OPTION;
+    return isKnown(option) ? real<int(void*, int, ...)>("curl_easy_setopt")(easy, option, value)
+                           : unknownOption;
 }
 
-CURLcode curl_easy_perform(CURL* easy) {
-    return real<decltype(curl_easy_perform)>("curl_easy_perform")(easy);
+int curl_easy_perform(void* easy) {
+    return real<int(void*)>("curl_easy_perform")(easy);
 }
 
-CURLcode curl_easy_getinfo(CURL* easy, CURLINFO info, ...) {
+int curl_easy_getinfo(void* easy, int info, ...) {
     std::va_list arguments;
     va_start(arguments, info);
     void* const value = va_arg(arguments, void*);
     va_end(arguments);
-    return real<decltype(curl_easy_getinfo)>("curl_easy_getinfo")(easy, info, value);
+    return real<int(void*, int, ...)>("curl_easy_getinfo")(easy, info, value);
 }
 
-void curl_easy_cleanup(CURL* easy) {
-    real<decltype(curl_easy_cleanup)>("curl_easy_cleanup")(easy);
+void curl_easy_cleanup(void* easy) {
+    real<void(void*)>("curl_easy_cleanup")(easy);
 }
 
-curl_slist* curl_slist_append(curl_slist* list, const char* text) {
-    return real<decltype(curl_slist_append)>("curl_slist_append")(list, text);
+void* curl_slist_append(void* list, const char* text) {
+    return real<void*(void*, const char*)>("curl_slist_append")(list, text);
 }
 
-void curl_slist_free_all(curl_slist* list) {
-    real<decltype(curl_slist_free_all)>("curl_slist_free_all")(list);
+void curl_slist_free_all(void* list) {
+    real<void(void*)>("curl_slist_free_all")(list);
 }
 
 } // extern "C"
