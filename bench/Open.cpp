@@ -2,7 +2,7 @@
 // Prints the median's nanoseconds, then the numbers of the file's pages that the first time touched.
 
 #include "macho/QVXMachOBinary.h"
-#include "platform/FileDescriptor.h"
+#include "platform/files/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,7 +1,7 @@
 #include "checks/BuildEnvironment.h"
 
-#include "platform/FileManager.h"
-#include "platform/String.h"
+#include "platform/files/FileManager.h"
+#include "platform/text/String.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 
@@ -61,15 +61,6 @@ void verifyInfoPlistValuesAtPath(std::string_view path) {
             format("A CFBundleIdentifier value in your Info.plist is required. Please confirm "
                    "this value is present in %@ \n\n",
                    path));
-}
-
-platform::Dictionary infoPlistDictionary(const Environment& environment) {
-    const std::string path = infoPlistPath(environment);
-    const platform::Dictionary* info = infoPlistAtPath(path);
-    if (!info)
-        failWithTitleAndReason("Failed to Load File",
-                               format("Could not load Info.plist contents at path %@", path));
-    return *info;
 }
 
 void computePathToFramework(const Environment& environment) {

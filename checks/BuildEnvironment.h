@@ -4,8 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/ProcessInfo.h"
-#include "platform/Value.h"
+#include "platform/process/ProcessInfo.h"
 
 namespace qvx {
 
@@ -18,9 +17,6 @@ void verifyEnvironmentIsValid(const platform::Environment& environment, const Ar
 
 /// Ends the process unless the property list at `path` names a `CFBundleIdentifier`.
 void verifyInfoPlistValuesAtPath(std::string_view path);
-
-/// The app's Info.plist; ends the process when it cannot be read as a dictionary.
-platform::Dictionary infoPlistDictionary(const platform::Environment& environment);
 
 /// Ends the process unless it runs in the project's source folder, as a target's build phase does and a
 /// scheme action does not.

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "macho/QVXMachOBinary.h"
-#include "platform/ProcessInfo.h"
+#include "platform/process/ProcessInfo.h"
 
 namespace qvx {
 

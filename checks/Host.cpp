@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "platform/Applications.h"
-#include "platform/ProcessTable.h"
-#include "platform/PropertyList.h"
+#include "platform/desktop/Applications.h"
+#include "platform/process/ProcessTable.h"
+#include "platform/values/PropertyList.h"
 #include "shared/Diagnostics.h"
 
 namespace qvx {

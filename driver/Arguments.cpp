@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 namespace qvx {
 

@@ -1,6 +1,6 @@
 #include "driver/BuildRecord.h"
 
-#include "platform/Bundle.h"
+#include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
 
 namespace qvx {

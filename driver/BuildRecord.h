@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/ProcessInfo.h"
-#include "platform/Value.h"
+#include "platform/process/ProcessInfo.h"
+#include "platform/values/Value.h"
 
 namespace qvx {
 

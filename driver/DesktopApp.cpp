@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "platform/Applications.h"
-#include "platform/Bundle.h"
+#include "platform/desktop/Applications.h"
+#include "platform/values/Bundle.h"
 #include "shared/Categories/URLEncoding.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"

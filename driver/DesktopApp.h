@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/ProcessInfo.h"
+#include "platform/process/ProcessInfo.h"
 
 namespace qvx {
 

@@ -5,10 +5,10 @@
 #include "checks/Host.h"
 #include "driver/BuildRecord.h"
 #include "driver/DesktopApp.h"
-#include "platform/FileManager.h"
-#include "platform/Log.h"
-#include "platform/PropertyList.h"
-#include "platform/String.h"
+#include "platform/files/FileManager.h"
+#include "platform/process/Log.h"
+#include "platform/text/String.h"
+#include "platform/values/PropertyList.h"
 #include "upload/DSYMCache.h"
 
 namespace qvx {

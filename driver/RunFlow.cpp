@@ -3,7 +3,7 @@
 #include "checks/DeploymentTarget.h"
 #include "checks/Host.h"
 #include "driver/HandOffRoad.h"
-#include "platform/PropertyList.h"
+#include "platform/values/PropertyList.h"
 #include "shared/Diagnostics.h"
 #include "upload/BuildReport.h"
 #include "upload/DSYMUpload.h"

@@ -3,11 +3,11 @@
 
 #include "driver/Arguments.h"
 #include "driver/RunFlow.h"
-#include "platform/Bundle.h"
-#include "platform/Log.h"
-#include "platform/Task.h"
-#include "platform/Termination.h"
-#include "platform/UserDefaults.h"
+#include "platform/process/Log.h"
+#include "platform/process/Termination.h"
+#include "platform/tasks/Task.h"
+#include "platform/values/Bundle.h"
+#include "platform/values/UserDefaults.h"
 #include "shared/Diagnostics.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "fuzz/require.h"
-#include "platform/DesktopEntry_linux.h"
-#include "platform/String.h"
+#include "platform/desktop/DesktopEntry_linux.h"
+#include "platform/text/String.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace qvx::platform;

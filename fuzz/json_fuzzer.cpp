@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "platform/JSON.h"
-#include "platform/String.h"
+#include "platform/text/String.h"
+#include "platform/values/JSON.h"
 
 namespace {
 

@@ -19,7 +19,7 @@
 #include "macho/QVXMachOFile.h"
 #include "macho/QVXdSYM.h"
 #include "macho/Sections.h"
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 namespace {
 

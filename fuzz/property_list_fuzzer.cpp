@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "platform/PropertyList.h"
+#include "platform/values/PropertyList.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "platform/URL.h"
+#include "platform/text/URL.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 namespace qvx::macho {
 

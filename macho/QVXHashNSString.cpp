@@ -1,7 +1,7 @@
 #include "macho/QVXHashNSString.h"
 
-#include "platform/Data.h"
-#include "platform/Digest.h"
+#include "platform/files/Data.h"
+#include "platform/files/Digest.h"
 
 namespace qvx {
 

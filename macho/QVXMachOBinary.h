@@ -9,7 +9,7 @@
 
 #include "macho/QVXMachOFile.h"
 #include "macho/QVXMachOSlice.h"
-#include "platform/URL.h"
+#include "platform/text/URL.h"
 
 namespace qvx {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "macho/Sections.h"
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 namespace qvx {
 

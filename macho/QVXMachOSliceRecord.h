@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "platform/ByteReader.h"
+#include "platform/text/ByteReader.h"
 
 /// One architecture of a Mach-O file as plain data. CPU types and subtypes are those of the platform's
 /// <mach/machine.h>.

@@ -3,8 +3,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/FileManager.h"
-#include "platform/String.h"
+#include "platform/files/FileManager.h"
+#include "platform/text/String.h"
 
 namespace qvx {
 

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "macho/QVXMachOBinary.h"
-#include "platform/Bundle.h"
-#include "platform/URL.h"
-#include "platform/Value.h"
+#include "platform/text/URL.h"
+#include "platform/values/Bundle.h"
+#include "platform/values/Value.h"
 
 namespace qvx {
 

@@ -2,8 +2,9 @@
 
 #include <map>
 
-#include "platform/PropertyList.h"
-#include "platform/String.h"
+#include "platform/text/String.h"
+#include "platform/values/PropertyList.h"
+#include "shared/Diagnostics.h"
 
 namespace qvx {
 
@@ -31,6 +32,15 @@ const platform::Dictionary* infoPlistAtPath(const std::string& path) {
         return &found->second;
     std::optional<platform::Dictionary> dictionary = platform::dictionaryWithContentsOfFile(path);
     return dictionary ? &read.emplace(path, *std::move(dictionary)).first->second : nullptr;
+}
+
+platform::Dictionary infoPlistDictionary(const Environment& environment) {
+    const std::string path = infoPlistPath(environment);
+    const platform::Dictionary* info = infoPlistAtPath(path);
+    if (!info)
+        failWithTitleAndReason("Failed to Load File",
+                               platform::format("Could not load Info.plist contents at path %@", path));
+    return *info;
 }
 
 } // namespace qvx

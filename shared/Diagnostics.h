@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 namespace qvx {
 

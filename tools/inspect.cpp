@@ -8,9 +8,9 @@
 
 #include "macho/QVXMachOBinary.h"
 #include "macho/QVXdSYM.h"
-#include "platform/FileManager.h"
-#include "platform/String.h"
-#include "platform/URL.h"
+#include "platform/files/FileManager.h"
+#include "platform/text/String.h"
+#include "platform/text/URL.h"
 
 namespace qvx {
 

@@ -1,8 +1,8 @@
 #include "upload/Archiver.h"
 
-#include "platform/Bundle.h"
-#include "platform/FileManager.h"
-#include "platform/String.h"
+#include "platform/files/FileManager.h"
+#include "platform/text/String.h"
+#include "platform/values/Bundle.h"
 #include "shared/Categories/NSTask+Convenience.h"
 
 namespace qvx {

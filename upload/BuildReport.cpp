@@ -1,7 +1,7 @@
 #include "upload/BuildReport.h"
 
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
-#include "checks/BuildEnvironment.h"
+#include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
 #include "upload/Service.h"

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/ProcessInfo.h"
+#include "platform/process/ProcessInfo.h"
 
 namespace qvx {
 

@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 
-#include "platform/FileManager.h"
-#include "platform/Log.h"
-#include "platform/String.h"
+#include "platform/files/FileManager.h"
+#include "platform/process/Log.h"
+#include "platform/text/String.h"
 #include "shared/Categories/MD5.h"
 
 namespace qvx {

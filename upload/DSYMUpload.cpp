@@ -3,10 +3,9 @@
 #include <cstdlib>
 
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
-#include "checks/BuildEnvironment.h"
-#include "platform/Bundle.h"
-#include "platform/FileManager.h"
-#include "platform/Termination.h"
+#include "platform/files/FileManager.h"
+#include "platform/process/Termination.h"
+#include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"

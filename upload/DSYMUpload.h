@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "macho/QVXMachOBinary.h"
-#include "platform/ProcessInfo.h"
+#include "platform/process/ProcessInfo.h"
 
 namespace qvx {
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "platform/Bundle.h"
+#include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "QVXWebClient/QVXWebClient/QVXWebRequest.h"
-#include "platform/ProcessInfo.h"
+#include "platform/process/ProcessInfo.h"
 
 namespace qvx {
 

@@ -2,9 +2,9 @@
 
 #include <set>
 
-#include "platform/Assert.h"
-#include "platform/DispatchQueue.h"
-#include "platform/JSON.h"
+#include "platform/process/Assert.h"
+#include "platform/process/DispatchQueue.h"
+#include "platform/values/JSON.h"
 
 namespace qvx {
 

@@ -1,9 +1,9 @@
 #include "QVXWebClient/QVXWebClient/QVXWebClientTransaction.h"
 
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
-#include "platform/Assert.h"
-#include "platform/PropertyList.h"
-#include "platform/String.h"
+#include "platform/process/Assert.h"
+#include "platform/text/String.h"
+#include "platform/values/PropertyList.h"
 
 namespace qvx {
 

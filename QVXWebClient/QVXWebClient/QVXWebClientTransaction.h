@@ -7,8 +7,8 @@
 
 #include "QVXWebClient/QVXWebClient/QVXWebRequest.h"
 #include "QVXWebClient/QVXWebClient/QVXWebResponse.h"
-#include "platform/DispatchQueue.h"
-#include "platform/URLLoader.h"
+#include "platform/http/URLLoader.h"
+#include "platform/process/DispatchQueue.h"
 
 namespace qvx {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
-#include "platform/Assert.h"
-#include "platform/String.h"
+#include "platform/process/Assert.h"
+#include "platform/text/String.h"
 
 namespace qvx {
 

@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Data.h"
-#include "platform/URL.h"
-#include "platform/URLLoader.h"
-#include "platform/Value.h"
+#include "platform/files/Data.h"
+#include "platform/http/URLLoader.h"
+#include "platform/text/URL.h"
+#include "platform/values/Value.h"
 
 namespace qvx {
 

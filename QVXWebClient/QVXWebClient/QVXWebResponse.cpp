@@ -1,6 +1,6 @@
 #include "QVXWebClient/QVXWebClient/QVXWebResponse.h"
 
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 namespace qvx {
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <utility>
 
-#include "platform/Data.h"
-#include "platform/Error.h"
-#include "platform/URL.h"
-#include "platform/URLLoader.h"
-#include "platform/Value.h"
+#include "platform/files/Data.h"
+#include "platform/http/URLLoader.h"
+#include "platform/text/Error.h"
+#include "platform/text/URL.h"
+#include "platform/values/Value.h"
 
 namespace qvx {
 

@@ -1,6 +1,6 @@
 #include "shared/Categories/MD5.h"
 
-#include "platform/Digest.h"
+#include "platform/files/Digest.h"
 
 namespace qvx {
 

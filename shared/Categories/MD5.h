@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Data.h"
+#include "platform/files/Data.h"
 
 namespace qvx {
 

@@ -3,9 +3,9 @@
 #include <memory>
 #include <new>
 
-#include "platform/Assert.h"
-#include "platform/String.h"
-#include "platform/Task.h"
+#include "platform/process/Assert.h"
+#include "platform/tasks/Task.h"
+#include "platform/text/String.h"
 
 namespace qvx::NSTask {
 

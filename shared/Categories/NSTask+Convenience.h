@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Data.h"
+#include "platform/files/Data.h"
 
 /// Runs child programs to their end. All functions block until the child has exited and reaped it. A launch
 /// path that cannot be run throws `platform::LaunchFailure`, and the completion is not called.

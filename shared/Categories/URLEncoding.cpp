@@ -1,6 +1,6 @@
 #include "shared/Categories/URLEncoding.h"
 
-#include "platform/URL.h"
+#include "platform/text/URL.h"
 
 namespace qvx {
 

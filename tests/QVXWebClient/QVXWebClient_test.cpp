@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/RunLoop.h"
+#include "platform/process/RunLoop.h"
 
 namespace qvx {
 

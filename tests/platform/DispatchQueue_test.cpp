@@ -1,4 +1,4 @@
-#include "platform/DispatchQueue.h"
+#include "platform/process/DispatchQueue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/FileManager.h"
+#include "platform/files/FileManager.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <string>
 
-#include "platform/Data.h"
+#include "platform/files/Data.h"
 #include "tests/platform/TemporaryFolder.h"
 
 namespace qvx::platform {

@@ -1,4 +1,4 @@
-#include "platform/ProcessTable.h"
+#include "platform/process/ProcessTable.h"
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>

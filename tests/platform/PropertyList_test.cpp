@@ -1,4 +1,4 @@
-#include "platform/PropertyList.h"
+#include "platform/values/PropertyList.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/UserDefaults.h"
+#include "platform/values/UserDefaults.h"
 #include "tests/platform/TemporaryFolder.h"
 
 namespace qvx::platform {

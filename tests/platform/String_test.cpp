@@ -1,11 +1,11 @@
-#include "platform/String.h"
+#include "platform/text/String.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "platform/Error.h"
-#include "platform/Value.h"
+#include "platform/text/Error.h"
+#include "platform/values/Value.h"
 
 namespace qvx::platform {
 

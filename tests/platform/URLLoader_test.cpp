@@ -1,13 +1,13 @@
-#include "platform/URLLoader.h"
+#include "platform/http/URLLoader.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
-#include "platform/Digest.h"
-#include "platform/JSON.h"
-#include "platform/RunLoop.h"
+#include "platform/files/Digest.h"
+#include "platform/process/RunLoop.h"
+#include "platform/values/JSON.h"
 #include "tests/platform/TemporaryFolder.h"
 
 namespace qvx::platform {

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/PropertyList.h"
+#include "platform/values/PropertyList.h"
 
 int main(int argc, char** argv) {
     using namespace qvx::platform;

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/Task.h"
+#include "platform/tasks/Task.h"
 #include "tests/platform/TemporaryFolder.h"
 
 namespace qvx::NSTask {

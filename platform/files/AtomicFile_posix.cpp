@@ -1,0 +1,44 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "platform/files/AtomicFile.h"
+#include "platform/files/FileDescriptor.h"
+#include "platform/process/Termination.h"
+
+namespace qvx::platform {
+
+namespace {
+
+bool writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            return false;
+        bytes.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_view path) {
+    const std::string target(path);
+    std::string temporary = target.substr(0, target.rfind('/') + 1) + ".qvx-XXXXXX";
+    const Termination::Deferral deferral; // or a signal could leave the temporary file behind
+    FileDescriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!descriptor)
+        return posixError(errno, path);
+    if (writeAll(descriptor.get(), bytes) && descriptor.close() &&
+        ::rename(temporary.c_str(), target.c_str()) == 0)
+        return std::nullopt;
+    const Error error = posixError(errno, path);
+    ::unlink(temporary.c_str());
+    return error;
+}
+
+} // namespace qvx::platform
