@@ -72,15 +72,7 @@ const std::optional<platform::URL>& QVXWebClient::URL() const {
 }
 
 void QVXWebClient::addValue(std::string_view value, std::string_view forHeader) {
-    state_->queue.sync([&] {
-        for (auto& [name, old] : state_->headers) {
-            if (name == forHeader) {
-                old = value;
-                return;
-            }
-        }
-        state_->headers.emplace_back(forHeader, value);
-    });
+    state_->queue.sync([&] { state_->headers.set(forHeader, value); });
 }
 
 void QVXWebClient::startRequest(const std::shared_ptr<QVXWebRequest>& request, Completion completion) {

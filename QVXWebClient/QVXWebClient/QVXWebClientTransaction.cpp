@@ -1,6 +1,7 @@
 #include "QVXWebClient/QVXWebClient/QVXWebClientTransaction.h"
 
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
+#include "platform/http/URLLoader.h"
 #include "platform/process/Assert.h"
 #include "platform/text/String.h"
 #include "platform/values/PropertyList.h"
@@ -63,12 +64,12 @@ void QVXWebClientTransaction::syncStartConnection() {
         platform::assertionFailed("_connection == nil", "-[QVXWebClientTransaction syncStartConnection]",
                                   sourceFile, 113);
     response_->setRequestURL(request.URL);
-    platform::Exchange exchange = platform::sendSynchronousRequest(request);
-    response_->setError(std::move(exchange.error));
-    response_->appendData(exchange.data);
-    if (exchange.response) {
-        response_->setStatusCode(exchange.response->statusCode);
-        response_->setResponseHeaders(std::move(exchange.response->allHeaderFields));
+    platform::URLReply reply = platform::sendSynchronousRequest(request);
+    response_->setError(std::move(reply.error));
+    response_->appendData(reply.data);
+    if (reply.response) {
+        response_->setStatusCode(reply.response->statusCode);
+        response_->setResponseHeaders(std::move(reply.response->allHeaderFields));
     }
     complete();
 }
@@ -77,7 +78,7 @@ void QVXWebClientTransaction::connectionDidReceiveResponse(const platform::HTTPU
     queue_.async([self = shared_from_this(), response] {
         self->response_->setStatusCode(response.statusCode);
         self->response_->setResponseHeaders(response.allHeaderFields);
-        const std::string type = platform::headerField(response.allHeaderFields, "Content-Type").value_or("");
+        const std::string type = response.allHeaderFields.value("Content-Type").value_or("");
         if (type.find("application/x-plist") != std::string::npos)
             self->contentType_ = ContentType::propertyList;
         else if (type.find("application/json") != std::string::npos)

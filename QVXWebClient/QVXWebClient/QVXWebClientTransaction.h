@@ -7,7 +7,7 @@
 
 #include "QVXWebClient/QVXWebClient/QVXWebRequest.h"
 #include "QVXWebClient/QVXWebClient/QVXWebResponse.h"
-#include "platform/http/URLLoader.h"
+#include "platform/http/URLConnection.h"
 #include "platform/process/DispatchQueue.h"
 
 namespace qvx {

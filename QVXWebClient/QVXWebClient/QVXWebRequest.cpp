@@ -1,7 +1,5 @@
 #include "QVXWebClient/QVXWebClient/QVXWebRequest.h"
 
-#include <algorithm>
-
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
 #include "platform/process/Assert.h"
 #include "platform/text/String.h"
@@ -16,22 +14,6 @@ namespace {
 constexpr const char* sourceFile = "QVXWebClient/QVXWebClient/QVXWebRequest";
 /// The same for every request; nothing checks that no content has it.
 constexpr const char* boundary = "AaB03x";
-
-auto findHeader(auto& headers, std::string_view name) {
-    return std::find_if(headers.begin(), headers.end(),
-                        [&](const auto& field) { return field.first == name; });
-}
-
-/// Adds to the field as the platform's request does: names in any case, further values behind a comma.
-void addValueForHeader(HeaderFields& headers, const std::string& name, const std::string& value) {
-    const auto found = std::find_if(headers.begin(), headers.end(), [&](const auto& field) {
-        return platform::equalsIgnoringCase(field.first, name);
-    });
-    if (found == headers.end())
-        headers.emplace_back(name, value);
-    else
-        found->second.append(",").append(value);
-}
 
 std::string textPart(const std::string& field, const std::string& value) {
     return platform::format("--%@\r\nContent-Disposition: form-data; name=\"%@\"\r\n", boundary, field) +
@@ -66,19 +48,14 @@ std::shared_ptr<QVXWebRequest> QVXWebRequest::initWithMethod(std::optional<std::
 }
 
 void QVXWebRequest::addValueForHTTPHeaderField(std::optional<std::string> value, std::string_view name) {
-    if (!value)
-        return;
-    const auto found = findHeader(customHeaders_, name);
-    if (found != customHeaders_.end())
-        found->second = std::move(*value);
-    else
-        customHeaders_.emplace_back(name, std::move(*value));
+    if (value)
+        customHeaders_.set(name, *value);
 }
 
 void QVXWebRequest::addHeaders(const HeaderFields& headers) {
     for (const auto& [name, value] : headers) {
-        if (findHeader(customHeaders_, name) == customHeaders_.end())
-            customHeaders_.emplace_back(name, value);
+        if (!customHeaders_.contains(name))
+            customHeaders_.set(name, value);
     }
 }
 
@@ -151,9 +128,10 @@ platform::URLRequest QVXWebRequest::URLRequest() {
     request.cachePolicy = platform::CachePolicy::reloadIgnoringLocalCacheData;
     request.timeoutInterval = 15.0;
     request.HTTPMethod = method_;
+    request.identityFieldPrefix = "X-Quorvex-";
     request.HTTPBody = formData(); // before the headers, of which it sets one
     for (const auto& [name, value] : customHeaders_)
-        addValueForHeader(request.HTTPHeaderFields, name, value);
+        request.HTTPHeaderFields.append(name, value, ",");
     return request;
 }
 

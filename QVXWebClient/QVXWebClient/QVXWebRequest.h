@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/files/Data.h"
-#include "platform/http/URLLoader.h"
+#include "platform/http/URLRequest.h"
 #include "platform/text/URL.h"
 #include "platform/values/Value.h"
 

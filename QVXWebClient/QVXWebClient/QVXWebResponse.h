@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/files/Data.h"
-#include "platform/http/URLLoader.h"
+#include "platform/http/HeaderFields.h"
 #include "platform/text/Error.h"
 #include "platform/text/URL.h"
 #include "platform/values/Value.h"

@@ -1,32 +1,40 @@
 #include "platform/http/CurlLibrary.h"
 
-#include <cstdlib>
+#include <dlfcn.h>
 
-#include "platform/http/DynamicLibrary_posix.h"
+#include <cstdlib>
 
 namespace qvx::platform {
 
 namespace {
 
-bool findAll(const DynamicLibrary& file, CurlLibrary& library) {
-    return file.find("curl_easy_init", library.easyInit) &&
-           file.find("curl_easy_setopt", library.easySetopt) &&
-           file.find("curl_easy_perform", library.easyPerform) &&
-           file.find("curl_easy_getinfo", library.easyGetinfo) &&
-           file.find("curl_easy_cleanup", library.easyCleanup) &&
-           file.find("curl_slist_append", library.slistAppend) &&
-           file.find("curl_slist_free_all", library.slistFreeAll);
+/// Sets `function`, whose type comes from the library's own header, to the library's one of that name.
+template <class Function>
+bool find(void* library, const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(::dlsym(library, name));
+    return function != nullptr;
+}
+
+bool findAll(void* file, CurlLibrary& library) {
+    return find(file, "curl_easy_init", library.easyInit) &&
+           find(file, "curl_easy_setopt", library.easySetopt) &&
+           find(file, "curl_easy_perform", library.easyPerform) &&
+           find(file, "curl_easy_getinfo", library.easyGetinfo) &&
+           find(file, "curl_easy_cleanup", library.easyCleanup) &&
+           find(file, "curl_slist_append", library.slistAppend) &&
+           find(file, "curl_slist_free_all", library.slistFreeAll);
 }
 
 const CurlLibrary* loadLibrary() {
     auto* library = new CurlLibrary;
-    const DynamicLibrary file("libcurl.so.4");
+    // Stays loaded: its own libraries would not survive being unloaded.
+    void* const file = ::dlopen("libcurl.so.4", RTLD_LAZY | RTLD_LOCAL);
     decltype(&curl_global_init) globalInit = nullptr;
     // libcurl would write the keys of every connection, and so the secrets within, to the file that it names.
     ::unsetenv("SSLKEYLOGFILE");
     if (!file)
         library->failure = "the library libcurl.so.4 is not installed";
-    else if (!file.find("curl_global_init", globalInit) || !findAll(file, *library))
+    else if (!find(file, "curl_global_init", globalInit) || !findAll(file, *library))
         library->failure = "the library libcurl.so.4 is too old";
     else if (globalInit(CURL_GLOBAL_DEFAULT) != CURLE_OK)
         library->failure = "the library libcurl.so.4 cannot be initialised";

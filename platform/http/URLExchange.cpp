@@ -30,10 +30,9 @@ bool isConnectionField(std::string_view name) {
 }
 
 /// Fields that tell who sends, for the first request's host alone.
-bool isIdentityField(std::string_view name) {
-    constexpr std::string_view prefix = "X-Quorvex-";
-    return equalsIgnoringCase(name.substr(0, prefix.size()), prefix) ||
-           equalsIgnoringCase(name, "Authorization") || equalsIgnoringCase(name, "Cookie");
+bool isIdentityField(std::string_view name, std::string_view prefix) {
+    return equalsIgnoringCase(name, "Authorization") || equalsIgnoringCase(name, "Cookie") ||
+           (!prefix.empty() && equalsIgnoringCase(name.substr(0, prefix.size()), prefix));
 }
 
 bool isToken(std::string_view text) {
@@ -43,9 +42,7 @@ bool isToken(std::string_view text) {
 }
 
 bool isChallenge(const HTTPURLResponse& response) {
-    const auto has = [&](std::string_view name) {
-        return headerField(response.allHeaderFields, name).has_value();
-    };
+    const auto has = [&](std::string_view name) { return response.allHeaderFields.value(name).has_value(); };
     return (response.statusCode == 401 && has("WWW-Authenticate")) ||
            (response.statusCode == 407 && has("Proxy-Authenticate"));
 }
@@ -193,7 +190,7 @@ bool URLExchange::sendsHeader(std::string_view name, std::string_view value) con
         return false;
     if (hop_->bodyDropped && equalsIgnoringCase(name, "Content-Type"))
         return false;
-    return !isIdentityField(name) || haveSameOrigin(hop_->URL, *request_.URL);
+    return !isIdentityField(name, request_.identityFieldPrefix) || haveSameOrigin(hop_->URL, *request_.URL);
 }
 
 CurlList URLExchange::headerList() {
@@ -208,7 +205,7 @@ CurlList URLExchange::headerList() {
     };
     // A name without a value keeps libcurl from adding the field by itself.
     append("Expect:");
-    if (!headerField(request_.HTTPHeaderFields, "Content-Type"))
+    if (!request_.HTTPHeaderFields.value("Content-Type"))
         append("Content-Type:");
     for (const auto& [name, value] : request_.HTTPHeaderFields) {
         if (sendsHeader(name, value))

@@ -9,9 +9,9 @@
 #include "platform/http/CurlLibrary.h"
 #include "platform/http/SocketActivity.h"
 #include "platform/http/URLError.h"
-#include "platform/http/URLLoader.h"
 #include "platform/http/URLRedirect.h"
 #include "platform/http/URLReplyHead.h"
+#include "platform/http/URLRequest.h"
 #include "platform/http/URLRequestBody.h"
 
 namespace qvx::platform {

@@ -15,7 +15,7 @@ std::optional<URLHop> redirectedHop(const URLHop& hop, const HTTPURLResponse& re
     const bool repeats = status == 307 || status == 308;
     if (!repeats && status != 301 && status != 302 && status != 303)
         return std::nullopt;
-    const std::optional<std::string> location = headerField(response.allHeaderFields, "Location");
+    const std::optional<std::string> location = response.allHeaderFields.value("Location");
     const std::optional<URL> target = location ? URL::initWithString(*location, hop.URL) : std::nullopt;
     if (!target || !isLoadable(*target))
         return std::nullopt;

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/http/URLLoader.h"
+#include "platform/http/URLRequest.h"
 
 namespace qvx::platform {
 

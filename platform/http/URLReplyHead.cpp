@@ -37,22 +37,13 @@ bool URLReplyHead::addLine(std::string_view line) {
 
 void URLReplyHead::addField(std::string_view line) {
     HeaderFields& fields = response_->allHeaderFields;
-    if (line.starts_with(' ') || line.starts_with('\t')) {
-        // An old way to continue the value of the field before.
-        if (!fields.empty())
-            fields.back().second.append(" ").append(validUTF8(trimmed(line)));
-        return;
-    }
+    // An old way to continue the value of the field before.
+    if (line.starts_with(' ') || line.starts_with('\t'))
+        return fields.extendLast(" " + validUTF8(trimmed(line)));
     const size_t colon = line.find(':');
-    if (colon == std::string_view::npos)
-        return;
-    std::string name = validUTF8(trimmed(line.substr(0, colon)));
-    std::string value = validUTF8(trimmed(line.substr(colon + 1)));
-    const auto [position, isNew] = positions_.emplace(lowercaseASCII(name), fields.size());
-    if (isNew)
-        fields.emplace_back(std::move(name), std::move(value));
-    else
-        fields[position->second].second.append(", ").append(value);
+    if (colon != std::string_view::npos)
+        fields.append(validUTF8(trimmed(line.substr(0, colon))), validUTF8(trimmed(line.substr(colon + 1))),
+                      ", ");
 }
 
 } // namespace qvx::platform

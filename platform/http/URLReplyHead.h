@@ -1,11 +1,9 @@
 #pragma once
 
-#include <map>
 #include <optional>
-#include <string>
 #include <string_view>
 
-#include "platform/http/URLLoader.h"
+#include "platform/http/URLRequest.h"
 
 namespace qvx::platform {
 
@@ -31,7 +29,6 @@ private:
     void addField(std::string_view line);
 
     std::optional<HTTPURLResponse> response_;
-    std::map<std::string, size_t> positions_; ///< of the fields, by their names in lower case
     size_t size_ = 0;
     bool interim_ = false;
     bool complete_ = false;

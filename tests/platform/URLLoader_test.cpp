@@ -1,3 +1,4 @@
+#include "platform/http/URLConnection.h"
 #include "platform/http/URLLoader.h"
 
 #include <gtest/gtest.h>
@@ -23,24 +24,24 @@ URLRequest makeRequest(const std::string& url, std::string method = "GET") {
     return request;
 }
 
-Exchange get(const std::string& url) {
+URLReply get(const std::string& url) {
     return sendSynchronousRequest(makeRequest(url));
 }
 
-int64_t errorCode(const Exchange& exchange) {
-    return exchange.error ? exchange.error->code : 0;
+int64_t errorCode(const URLReply& reply) {
+    return reply.error ? reply.error->code : 0;
 }
 
-uint64_t status(const Exchange& exchange) {
-    return exchange.response ? exchange.response->statusCode : 0;
+uint64_t status(const URLReply& reply) {
+    return reply.response ? reply.response->statusCode : 0;
 }
 
 /// What the service saw of a request, by its own account.
-Dictionary seen(const Exchange& exchange) {
-    EXPECT_FALSE(exchange.error) << exchange.error->description();
-    const std::optional<Value> value = JSONObjectWithData(exchange.data);
+Dictionary seen(const URLReply& reply) {
+    EXPECT_FALSE(reply.error) << reply.error->description();
+    const std::optional<Value> value = JSONObjectWithData(reply.data);
     const Dictionary* dictionary = value ? value->get<Dictionary>() : nullptr;
-    EXPECT_TRUE(dictionary) << exchange.data.string();
+    EXPECT_TRUE(dictionary) << reply.data.string();
     return dictionary ? *dictionary : Dictionary();
 }
 
@@ -111,14 +112,15 @@ TEST(URLLoader, RedirectTable) {
                                     {"Authorization", "key"},
                                     {"X-Other", "other"},
                                     {"Content-Type", "text/x"}};
+        request.identityFieldPrefix = "X-Quorvex-";
         request.HTTPBody = body;
-        const Exchange exchange = sendSynchronousRequest(request);
+        const URLReply reply = sendSynchronousRequest(request);
         if (!row.lastMethod) {
-            EXPECT_EQ(status(exchange), static_cast<uint64_t>(row.status));
-            EXPECT_EQ(errorCode(exchange), 0);
+            EXPECT_EQ(status(reply), static_cast<uint64_t>(row.status));
+            EXPECT_EQ(errorCode(reply), 0);
             continue;
         }
-        const Dictionary echo = seen(exchange);
+        const Dictionary echo = seen(reply);
         const bool repeated = row.lastMethod == std::string(row.method);
         const bool away = holds(row.location, "//other") || holds(row.location, ":8443");
         const std::string head = text(echo, "head");
@@ -153,14 +155,14 @@ TEST(URLLoader, FailureTable) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.url);
-        const Exchange exchange = get(row.url);
-        EXPECT_EQ(errorCode(exchange), row.code) << (exchange.error ? exchange.error->description() : "");
-        EXPECT_EQ(status(exchange), row.status);
-        EXPECT_TRUE(!row.data || exchange.data.string() == row.data);
-        EXPECT_LE(exchange.data.size(), 16U << 20);
-        if (exchange.error) {
-            EXPECT_EQ(exchange.error->domain, "NSURLErrorDomain");
-            EXPECT_FALSE(holds(exchange.error->text, "secret"));
+        const URLReply reply = get(row.url);
+        EXPECT_EQ(errorCode(reply), row.code) << (reply.error ? reply.error->description() : "");
+        EXPECT_EQ(status(reply), row.status);
+        EXPECT_TRUE(!row.data || reply.data.string() == row.data);
+        EXPECT_LE(reply.data.size(), 16U << 20);
+        if (reply.error) {
+            EXPECT_EQ(reply.error->domain, "NSURLErrorDomain");
+            EXPECT_FALSE(holds(reply.error->text, "secret"));
         }
     }
 }
@@ -168,7 +170,7 @@ TEST(URLLoader, FailureTable) {
 TEST(URLLoader, SilenceTimesOutAndWhatKeepsMovingDoesNot) {
     URLRequest request = makeRequest("/stall");
     request.timeoutInterval = 0.3;
-    const Exchange silent = sendSynchronousRequest(request);
+    const URLReply silent = sendSynchronousRequest(request);
     EXPECT_EQ(errorCode(silent), -1001);
     EXPECT_EQ(silent.error->text, "The request timed out.");
     request = makeRequest("/trickle"); // takes longer as a whole, too
@@ -177,19 +179,19 @@ TEST(URLLoader, SilenceTimesOutAndWhatKeepsMovingDoesNot) {
 }
 
 TEST(URLLoader, ReadsHeadersAndBodiesOfAllKinds) {
-    const Exchange many = get("/headers");
+    const URLReply many = get("/headers");
     ASSERT_TRUE(many.response);
     const HeaderFields& fields = many.response->allHeaderFields;
     EXPECT_EQ(std::count_if(fields.begin(), fields.end(),
                             [](const auto& field) { return field.first.starts_with("X-Field-"); }),
               1000);
-    EXPECT_EQ(headerField(fields, "X-FIELD-7"), std::string(64, 'v') + ", more");
+    EXPECT_EQ(fields.value("X-FIELD-7"), std::string(64, 'v') + ", more");
     EXPECT_EQ(get("/gzip").data.string(), "plain text");
     EXPECT_TRUE(get("/empty").data.empty());
     EXPECT_EQ(get("/sixteen-mebibytes").data.size(), 16U << 20);
-    const Exchange interim = get("/interim");
+    const URLReply interim = get("/interim");
     EXPECT_EQ(status(interim), 200U);
-    EXPECT_FALSE(headerField(interim.response->allHeaderFields, "X-Early"));
+    EXPECT_FALSE(interim.response->allHeaderFields.value("X-Early"));
 }
 
 /// Writes down what it is told; may cancel at the response.
