@@ -2,6 +2,7 @@
 
 #include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
+#include "shared/ToolIdentity.h"
 
 namespace qvx {
 
@@ -36,14 +37,13 @@ Dictionary dictionaryOf(const Environment& environment) {
 
 Dictionary buildRecord(const Environment& environment, std::string_view apiKey,
                        const std::vector<std::string>& dSYMs) {
-    const platform::Bundle& tool = platform::Bundle::mainBundle();
     Dictionary record;
     for (const char* name : {"PLATFORM_NAME", "PROJECT_FILE_PATH", "CONFIGURATION", "XCODE_VERSION_ACTUAL",
                              "CODE_SIGN_IDENTITY", "SDKROOT"})
         copySetting(record, environment, name);
-    record.append("QUORVEX_FRAMEWORK_PATH", tool.bundlePath());
+    record.append("QUORVEX_FRAMEWORK_PATH", platform::Bundle::mainBundle().bundlePath());
     record.append("QUORVEX_API_KEY", apiKey);
-    record.append("QUORVEX_RUN_VERSION", tool.infoDictionary().string("CFBundleVersion").value_or(""));
+    record.append("QUORVEX_RUN_VERSION", toolBuildVersion());
     copySetting(record, environment, "PROVISIONING_PROFILE");
     record.append("dSYMs", Value::Array(dSYMs.begin(), dSYMs.end()));
     copyInfoPlistValues(record, environment);

@@ -7,6 +7,7 @@
 #include "shared/Categories/URLEncoding.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
+#include "shared/ToolIdentity.h"
 
 namespace qvx {
 
@@ -17,7 +18,6 @@ using platform::URL;
 namespace {
 
 std::string legacyQuery(const Environment& environment, std::string_view apiKey) {
-    const platform::Bundle& tool = platform::Bundle::mainBundle();
     std::string query;
     const auto append = [&query](std::string_view key, std::string_view value) {
         query += query.empty() ? format("%@=%@", key, value) : format("&%@=%@", key, value);
@@ -26,9 +26,9 @@ std::string legacyQuery(const Environment& environment, std::string_view apiKey)
                              "DWARF_DSYM_FILE_NAME", "PLATFORM_NAME", "PROJECT_FILE_PATH", "INFOPLIST_PATH",
                              "CONFIGURATION", "SDKROOT"})
         append(name, urlEncode(environment.value(name).value_or("")));
-    append("QUORVEX_FRAMEWORK_PATH", urlEncode(tool.bundlePath()));
+    append("QUORVEX_FRAMEWORK_PATH", urlEncode(platform::Bundle::mainBundle().bundlePath()));
     append("QUORVEX_API_KEY", urlEncode(apiKey));
-    append("QUORVEX_RUN_VERSION", urlEncode(tool.infoDictionary().string("CFBundleVersion").value_or("")));
+    append("QUORVEX_RUN_VERSION", urlEncode(toolBuildVersion()));
     // Written raw on purpose: it is a string of digits.
     if (const std::optional<std::string> version = environment.value("XCODE_VERSION_ACTUAL"))
         append("XCODE_VERSION_ACTUAL", *version);

@@ -6,9 +6,9 @@
 #include "platform/process/Log.h"
 #include "platform/process/Termination.h"
 #include "platform/tasks/Task.h"
-#include "platform/values/Bundle.h"
 #include "platform/values/UserDefaults.h"
 #include "shared/Diagnostics.h"
+#include "shared/ToolIdentity.h"
 
 namespace {
 
@@ -23,10 +23,10 @@ void setDebugMode(int argc, const char* const* argv) {
 int main(int argc, char** argv) {
     qvx::platform::openMissingStandardDescriptors();
     qvx::platform::reportUncaughtExceptions();
-    qvx::platform::Termination::installHandlers();
-    qvx::platform::NSLog(
-        "Vendra.framework/run %@",
-        qvx::platform::Bundle::mainBundle().infoDictionary().string("CFBundleShortVersionString"));
+    qvx::platform::Termination::installHandlers("error: Vendra: A file became shorter or unreadable while it "
+                                                "was read. Make sure the Vendra run script "
+                                                "build phase is the last build phase.\n");
+    qvx::platform::NSLog("Vendra.framework/run %@", qvx::toolDisplayVersion());
     if (argc < 2)
         qvx::failWithTitleAndReason(
             "Configuration Issue",

@@ -4,6 +4,7 @@
 
 #include "platform/files/FileManager.h"
 #include "platform/process/Log.h"
+#include "platform/process/UserFolders.h"
 #include "platform/text/String.h"
 #include "shared/Categories/MD5.h"
 
@@ -14,7 +15,7 @@ using platform::stringByAppendingPathComponent;
 namespace FileManager = platform::FileManager;
 
 std::string cacheDirectory(std::string_view endpoint) {
-    std::string path = FileManager::cachesDirectory();
+    std::string path = platform::cachesDirectory();
     for (const std::string& component :
          {std::string("com.quorvex.mac"), MD5(endpoint), std::string("builds")})
         path = stringByAppendingPathComponent(path, component);

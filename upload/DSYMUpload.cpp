@@ -5,10 +5,10 @@
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
 #include "platform/files/FileManager.h"
 #include "platform/process/Termination.h"
-#include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
+#include "shared/ToolIdentity.h"
 #include "upload/Archiver.h"
 #include "upload/Service.h"
 
@@ -30,8 +30,7 @@ std::shared_ptr<QVXWebRequest> makeUpload(const Environment& environment, std::s
     request->addValueForFormField(info.string("CFBundleShortVersionString"), "project[build_version]");
     request->addValueForFormField(environment.value("CONFIGURATION"), "code_mapping[build_configuration]");
     request->addValueForFormField("dsym", "code_mapping[type]");
-    request->addValueForFormField(platform::Bundle::mainBundle().infoDictionary().string("CFBundleVersion"),
-                                  "com_quorvex_run_version");
+    request->addValueForFormField(toolBuildVersion(), "com_quorvex_run_version");
     return request;
 }
 

@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
+#include "shared/ToolIdentity.h"
 
 namespace qvx {
 
@@ -38,15 +38,12 @@ std::string getAppPlatform(const Environment& environment) {
 }
 
 void addClientHeaders(QVXWebRequest& request, std::string_view apiKey) {
-    const platform::Bundle& tool = platform::Bundle::mainBundle();
-    const auto version = tool.infoDictionary().string("CFBundleShortVersionString");
     request.addValueForHTTPHeaderField(std::string(apiKey), "X-Quorvex-API-Key");
     request.addValueForHTTPHeaderField(developerToken, "X-Quorvex-Developer-Token");
-    request.addValueForHTTPHeaderField(tool.bundleIdentifier(), "X-Quorvex-API-Client-Id");
-    request.addValueForHTTPHeaderField(platform::format("run/%@", version), "User-Agent");
-    request.addValueForHTTPHeaderField(tool.infoDictionary().string("CFBundleVersion"),
-                                       "X-Quorvex-API-Client-Build-Version");
-    request.addValueForHTTPHeaderField(version, "X-Quorvex-API-Client-Display-Version");
+    request.addValueForHTTPHeaderField(toolIdentifier(), "X-Quorvex-API-Client-Id");
+    request.addValueForHTTPHeaderField(platform::format("run/%@", toolDisplayVersion()), "User-Agent");
+    request.addValueForHTTPHeaderField(toolBuildVersion(), "X-Quorvex-API-Client-Build-Version");
+    request.addValueForHTTPHeaderField(toolDisplayVersion(), "X-Quorvex-API-Client-Display-Version");
 }
 
 } // namespace qvx

@@ -129,8 +129,7 @@ void QVXWebClient::postFormData(const platform::Dictionary& fields, std::string_
 }
 
 std::string QVXWebClient::escapeURLString(std::string_view text) {
-    return platform::createStringByAddingPercentEscapes(platform::stringByAddingPercentEscapes(text), "%",
-                                                        "!*'\"();:@&=+$,/?#[] ");
+    return platform::stringByAddingPercentEscapes(text);
 }
 
 std::optional<platform::Value> QVXWebClient::decodeJSON(const platform::Data& data) {

@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/files/AtomicFile.h"
 #include "platform/files/FileDescriptor.h"
+#include "platform/files/FileManager.h"
 #include "platform/process/Termination.h"
 
-namespace qvx::platform {
+namespace qvx::platform::FileManager {
 
 namespace {
 
@@ -41,4 +41,4 @@ std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_vie
     return error;
 }
 
-} // namespace qvx::platform
+} // namespace qvx::platform::FileManager

@@ -33,6 +33,10 @@ std::optional<std::string> firstEntryBelowDirectory(std::string_view path);
 /// is an error; after any error what was copied so far stays.
 [[nodiscard]] std::optional<Error> copyItemAtPath(std::string_view source, std::string_view destination);
 
+/// Writes `bytes` to a temporary file beside `path` that only its owner can read (mode 0600) and renames it
+/// to `path`. On failure the temporary file is removed and what was at `path` stays.
+[[nodiscard]] std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_view path);
+
 /// Removes the file at `path`.
 [[nodiscard]] std::optional<Error> removeFileAtPath(std::string_view path);
 
@@ -41,9 +45,5 @@ std::optional<std::string> firstEntryBelowDirectory(std::string_view path);
 
 /// `path` with every symbolic link in it resolved; `path` itself when that fails or it is not absolute.
 [[nodiscard]] std::string stringByResolvingSymlinksInPath(std::string_view path);
-
-/// The user's caches directory: XDG_CACHE_HOME when that is an absolute path, else `.cache` in the home
-/// directory.
-[[nodiscard]] std::string cachesDirectory();
 
 } // namespace qvx::platform::FileManager

@@ -11,7 +11,6 @@
 
 #include "platform/files/DirectoryListing_posix.h"
 #include "platform/files/FileManager.h"
-#include "platform/process/XDGFolders_linux.h"
 
 namespace qvx::platform::FileManager {
 
@@ -92,10 +91,6 @@ std::string stringByResolvingSymlinksInPath(std::string_view path) {
     const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(std::string(path).c_str(), nullptr),
                                                                &std::free);
     return resolved ? std::string(resolved.get()) : std::string(path);
-}
-
-std::string cachesDirectory() {
-    return userFolder("XDG_CACHE_HOME", ".cache");
 }
 
 } // namespace qvx::platform::FileManager

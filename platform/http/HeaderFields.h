@@ -11,7 +11,8 @@
 
 namespace qvx::platform {
 
-/// Header fields in the order in which they were first set or came. Names and values are bytes, normally UTF-8.
+/// Header fields in the order in which they were first set or came. Names and values are bytes, normally
+/// UTF-8.
 class HeaderFields {
 public:
     using Field = std::pair<std::string, std::string>;
@@ -28,7 +29,8 @@ public:
     /// Gives the field of exactly that name this value in place of its own; adds it when there is none.
     void set(std::string_view name, std::string_view value);
 
-    /// Adds the value, behind `separator`, to the field of that name in any case; adds a field when there is none.
+    /// Adds the value, behind `separator`, to the field of that name in any case; adds a field when there is
+    /// none.
     void append(std::string_view name, std::string_view value, std::string_view separator);
 
     /// Adds `text` to the value of the last field, if there is one.

@@ -20,8 +20,8 @@ struct URLRequest {
     std::string HTTPMethod = "GET"; ///< one that is no token (RFC 9110) fails as a bad URL
     HeaderFields HTTPHeaderFields;  ///< UTF-8; one with a CR, LF or NUL in name or value is never sent
     std::optional<Data> HTTPBody;   ///< sent with its Content-Length
-    /// What the names of further fields begin with that tell who sends, as Authorization and Cookie do; empty:
-    /// there are none. They go to the scheme, host and port of the first request alone.
+    /// What the names of further fields begin with that tell who sends, as Authorization and Cookie do;
+    /// empty: there are none. They go to the scheme, host and port of the first request alone.
     std::string identityFieldPrefix;
 };
 

@@ -102,11 +102,6 @@ void DispatchQueue::sync(const std::function<void()>& block) const {
     state->passOn();
 }
 
-bool DispatchQueue::isCurrent() const {
-    const std::lock_guard lock(state_->mutex);
-    return state_->ownedByCaller();
-}
-
 namespace {
 
 struct GlobalQueue {

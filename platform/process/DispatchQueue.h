@@ -21,9 +21,6 @@ public:
     /// from one of its own blocks stops the process with a message: it would wait on itself.
     void sync(const std::function<void()>& block) const;
 
-    /// Whether the calling thread is running one of this queue's blocks.
-    [[nodiscard]] bool isCurrent() const;
-
 private:
     struct State;
     std::shared_ptr<State> state_;

@@ -6,8 +6,8 @@
 
 namespace qvx::platform {
 
-/// Writes `YYYY-MM-DD HH:MM:SS.mmm run[PID:TID] text` (local time) and a newline to standard error, in one
-/// write.
+/// Writes `YYYY-MM-DD HH:MM:SS.mmm NAME[PID:TID] text` (local time, `processName`) and a newline to standard
+/// error, in one write.
 void logLine(std::string_view text);
 
 /// The system log line of a formatted text.

@@ -1,4 +1,3 @@
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -7,6 +6,8 @@
 #include <ctime>
 
 #include "platform/process/Log.h"
+#include "platform/process/ProcessInfo.h"
+#include "platform/process/Thread.h"
 
 namespace qvx::platform {
 
@@ -19,10 +20,13 @@ void logLine(std::string_view text) {
     ::localtime_r(&seconds, &local);
     std::array<char, 32> date{};
     std::strftime(date.data(), date.size(), "%Y-%m-%d %H:%M:%S", &local);
-    std::array<char, 96> prefix{};
-    std::snprintf(prefix.data(), prefix.size(), "%s.%03d run[%d:%ld] ", date.data(),
-                  static_cast<int>(milliseconds), ::getpid(), ::syscall(SYS_gettid));
-    const std::string line = prefix.data() + std::string(text) + "\n";
+    std::array<char, 64> identifiers{};
+    std::snprintf(identifiers.data(), identifiers.size(), "[%d:%ju] ", ::getpid(),
+                  static_cast<uintmax_t>(currentThreadIdentifier()));
+    std::array<char, 8> fraction{};
+    std::snprintf(fraction.data(), fraction.size(), ".%03d ", static_cast<int>(milliseconds));
+    const std::string line = std::string(date.data()) + fraction.data() + processName() + identifiers.data() +
+                             std::string(text) + "\n";
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

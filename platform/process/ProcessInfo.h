@@ -28,6 +28,14 @@ private:
     Variables variables_;
 };
 
+/// The path of the running program's file, symbolic links resolved; empty when the system does not tell.
+/// Lives as long as the process.
+[[nodiscard]] const std::string& executablePath();
+
+/// What the running program is called: the name of its file, or what it was started as when the system does
+/// not tell that. Lives as long as the process.
+[[nodiscard]] const std::string& processName();
+
 /// The user's home directory: HOME when that is an absolute path, else the account's.
 [[nodiscard]] std::string homeDirectory();
 

@@ -18,6 +18,7 @@ constexpr std::array endingSignals{SIGINT, SIGTERM, SIGHUP};
 std::atomic<pid_t> childToEnd{0};
 std::atomic<bool> fileIsSet{false};
 std::array<char, PATH_MAX> fileToRemove{};
+std::string_view messageForShrunkFile;
 
 /// Only calls what is safe in a signal handler.
 void removeWhatIsLeft() {
@@ -38,10 +39,8 @@ void endBySignal(int number) {
 
 void endByShrunkFile(int) {
     removeWhatIsLeft();
-    constexpr std::string_view message = "error: Vendra: A file became shorter or unreadable while it was "
-                                         "read. Make sure the Vendra run script "
-                                         "build phase is the last build phase.\n";
-    [[maybe_unused]] const ssize_t written = ::write(STDOUT_FILENO, message.data(), message.size());
+    [[maybe_unused]] const ssize_t written =
+        ::write(STDOUT_FILENO, messageForShrunkFile.data(), messageForShrunkFile.size());
     ::_exit(1);
 }
 
@@ -59,7 +58,8 @@ void handle(int number, void (*handler)(int)) {
 
 } // namespace
 
-void installHandlers() {
+void installHandlers(std::string_view shrunkFileMessage) {
+    messageForShrunkFile = shrunkFileMessage;
     for (const int number : endingSignals)
         handle(number, &endBySignal);
     handle(SIGBUS, &endByShrunkFile);

@@ -240,17 +240,7 @@ std::optional<std::string> URL::relativePath() const {
 }
 
 std::string stringByAddingPercentEscapes(std::string_view text) {
-    return createStringByAddingPercentEscapes(text, "", "");
-}
-
-std::string createStringByAddingPercentEscapes(std::string_view text, std::string_view leftAlone,
-                                               std::string_view alsoEscaped) {
-    return percentEscaped(text, [&](char character) {
-        if (contains(leftAlone, character))
-            return true;
-        return (contains(unreserved, character) || contains(reserved, character)) &&
-               !contains(alsoEscaped, character);
-    });
+    return percentEscaped(text, [](char character) { return contains(unreserved, character); });
 }
 
 } // namespace qvx::platform

@@ -54,13 +54,8 @@ private:
     std::string relativeText_;
 };
 
-/// Percent-escapes each UTF-8 byte that may not stand in a URL, the percent sign among them; upper-case
-/// hexadecimal digits.
+/// `text` with every byte but the unreserved characters (RFC 3986: letters, digits, "-", ".", "_" and "~") as
+/// a percent sign and two upper-case hexadecimal digits: fit to be a key or value of a query.
 [[nodiscard]] std::string stringByAddingPercentEscapes(std::string_view text);
-
-/// Percent-escapes as above, and the characters of `alsoEscaped` too, but leaves those of `leftAlone`.
-[[nodiscard]] std::string createStringByAddingPercentEscapes(std::string_view text,
-                                                             std::string_view leftAlone,
-                                                             std::string_view alsoEscaped);
 
 } // namespace qvx::platform

@@ -1,32 +1,19 @@
-#include <unistd.h>
-
-#include <array>
-#include <climits>
+#include "platform/values/Bundle.h"
 
 #include "platform/files/FileManager.h"
+#include "platform/process/ProcessInfo.h"
 #include "platform/text/String.h"
-#include "platform/values/Bundle.h"
 #include "platform/values/EmbeddedInfo.h"
 #include "platform/values/PropertyList.h"
 
 namespace qvx::platform {
 
-namespace {
-
-std::string executableFolder() {
-    std::array<char, PATH_MAX> path{};
-    const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
-    const std::string text(path.data(), length < 0 ? 0 : static_cast<size_t>(length));
-    return text.substr(0, text.rfind('/'));
-}
-
-} // namespace
-
 const Bundle& Bundle::mainBundle() {
     static const Bundle bundle = [] {
         const Result<Value> info = propertyListWithData(Data::withBytes(embeddedInfo()));
         const Dictionary* dictionary = info ? info->get<Dictionary>() : nullptr;
-        return Bundle(executableFolder(), dictionary ? *dictionary : Dictionary());
+        return Bundle(executablePath().substr(0, executablePath().rfind('/')),
+                      dictionary ? *dictionary : Dictionary());
     }();
     return bundle;
 }

@@ -1,6 +1,6 @@
 #include "platform/values/PropertyList.h"
 
-#include "platform/files/AtomicFile.h"
+#include "platform/files/FileManager.h"
 #include "platform/values/PropertyListFormats.h"
 
 namespace qvx::platform {
@@ -43,7 +43,7 @@ std::optional<Dictionary> dictionaryWithContentsOfFile(std::string_view path) {
 }
 
 std::optional<Error> writeToFileAtomically(const Dictionary& dictionary, std::string_view path) {
-    return writeFileAtomically(xmlPropertyList(dictionary), path);
+    return FileManager::writeFileAtomically(xmlPropertyList(dictionary), path);
 }
 
 } // namespace qvx::platform

@@ -1,6 +1,6 @@
 #include <string>
 
-#include "platform/process/XDGFolders_linux.h"
+#include "platform/process/UserFolders.h"
 #include "platform/text/String.h"
 #include "platform/values/Bundle.h"
 #include "platform/values/PropertyList.h"
@@ -16,7 +16,7 @@ std::optional<Value> userDefault(std::string_view key, int argc, const char* con
     }
     const std::string domain = Bundle::mainBundle().bundleIdentifier().value_or("");
     const std::optional<Dictionary> defaults = dictionaryWithContentsOfFile(
-        stringByAppendingPathComponent(userFolder("XDG_CONFIG_HOME", ".config"), domain + ".plist"));
+        stringByAppendingPathComponent(preferencesDirectory(), domain + ".plist"));
     const Value* value = defaults ? defaults->find(key) : nullptr;
     return value ? std::optional(*value) : std::nullopt;
 }

@@ -8,9 +8,8 @@
 namespace qvx::platform {
 
 /// The user default `key`: the argument behind the first argument `-KEY`, else the value in the user's
-/// property list (named for the tool's bundle identifier, in XDG_CONFIG_HOME when that is an absolute path,
-/// else in `.config` of the home directory); absent when neither has it. \param argc,argv the process's
-/// arguments, the program first
+/// property list (named for the tool's bundle identifier, in `preferencesDirectory`); absent when neither has
+/// it. \param argc,argv the process's arguments, the program first
 std::optional<Value> userDefault(std::string_view key, int argc, const char* const* argv);
 
 /// Whether a default counts as true: a true boolean, a number other than 0, or a string that `boolValue`
