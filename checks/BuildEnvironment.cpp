@@ -1,6 +1,7 @@
 #include "checks/BuildEnvironment.h"
 
 #include "platform/files/FileManager.h"
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
@@ -8,7 +9,6 @@
 namespace qvx {
 
 using platform::Environment;
-using platform::format;
 namespace FileManager = platform::FileManager;
 
 namespace {
@@ -18,7 +18,7 @@ void verifyRequiredSettings(const Environment& environment) {
          {"BUILT_PRODUCTS_DIR", "INFOPLIST_PATH", "DWARF_DSYM_FILE_NAME", "DWARF_DSYM_FOLDER_PATH"}) {
         if (environment.value(name).value_or("").empty())
             failWithTitleAndReason("Failed to Detect Build Environment",
-                                   format("%@ value not found in environment", name));
+                                   platform::format("%@ value not found in environment", name));
     }
 }
 
@@ -26,7 +26,7 @@ void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arg
     const std::string path = dSYMPath(environment);
     if (FileManager::fileExistsAtPath(path) || arguments.contains("no-warn-missing-dsym"))
         return;
-    const std::string reason = format(
+    const std::string reason = platform::format(
         "DEBUG_INFORMATION_FORMAT should be set to dwarf-with-dsym for all configurations. This could also "
         "be "
         "a timing issue, make sure the Vendra run script build phase is the last build phase and no other "
@@ -44,7 +44,7 @@ void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet&
     if (!FileManager::fileExistsAtPath(path))
         failWithTitleAndReason(
             "Info.plist Error",
-            format(
+            platform::format(
                 "Unable to process Info.plist at path %@\nThis could be a timing issue, make sure the Vendra "
                 "run script build phase is the last build phase and no other scripts have moved %@ from the "
                 "location Xcode generated it.",
@@ -58,9 +58,9 @@ void verifyInfoPlistValuesAtPath(std::string_view path) {
     if (!info || info->string("CFBundleIdentifier").value_or("").empty())
         failWithTitleAndReason(
             "Required Info.plist Value Not Found",
-            format("A CFBundleIdentifier value in your Info.plist is required. Please confirm "
-                   "this value is present in %@ \n\n",
-                   path));
+            platform::format("A CFBundleIdentifier value in your Info.plist is required. Please confirm "
+                             "this value is present in %@ \n\n",
+                             path));
 }
 
 void computePathToFramework(const Environment& environment) {

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "platform/text/Format.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 
 namespace qvx {
 
 using platform::Environment;
-using platform::format;
 
 namespace {
 
@@ -27,16 +27,16 @@ std::shared_ptr<QVXMachOBinary> openExecutable(const Environment& environment) {
     if (isIOS)
         failWithTitleAndReason(
             "Unsupported iOS Version",
-            format("We have detected that this build of %@ uses an unsupported OS Deployment "
-                   "Target. Vendra is only compatible with iOS %d.0 and greater. To use "
-                   "Vendra, you'll have to adjust your project's iOS Deployment Target.\n\n",
-                   product, minimumIOSMajor));
+            platform::format("We have detected that this build of %@ uses an unsupported OS Deployment "
+                             "Target. Vendra is only compatible with iOS %d.0 and greater. To use "
+                             "Vendra, you'll have to adjust your project's iOS Deployment Target.\n\n",
+                             product, minimumIOSMajor));
     failWithTitleAndReason(
         "Unsupported OS X Version",
-        format("We have detected that this build of %@ uses an unsupported OS Deployment "
-               "Target. Vendra is only compatible with OS X 10.%d and greater. To use Vendra, "
-               "you'll have to adjust your project's Mac OS X Deployment Target.\n\n",
-               product, minimumOSXMinor));
+        platform::format("We have detected that this build of %@ uses an unsupported OS Deployment "
+                         "Target. Vendra is only compatible with OS X 10.%d and greater. To use Vendra, "
+                         "you'll have to adjust your project's Mac OS X Deployment Target.\n\n",
+                         product, minimumOSXMinor));
 }
 
 } // namespace

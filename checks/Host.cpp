@@ -4,6 +4,7 @@
 
 #include "platform/desktop/Applications.h"
 #include "platform/process/ProcessTable.h"
+#include "platform/text/Format.h"
 #include "platform/values/PropertyList.h"
 #include "shared/Diagnostics.h"
 

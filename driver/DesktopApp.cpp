@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/desktop/Applications.h"
+#include "platform/text/Format.h"
 #include "platform/values/Bundle.h"
 #include "shared/Categories/URLEncoding.h"
 #include "shared/Diagnostics.h"
@@ -12,7 +13,6 @@
 namespace qvx {
 
 using platform::Environment;
-using platform::format;
 using platform::URL;
 
 namespace {
@@ -20,7 +20,8 @@ namespace {
 std::string legacyQuery(const Environment& environment, std::string_view apiKey) {
     std::string query;
     const auto append = [&query](std::string_view key, std::string_view value) {
-        query += query.empty() ? format("%@=%@", key, value) : format("&%@=%@", key, value);
+        query +=
+            query.empty() ? platform::format("%@=%@", key, value) : platform::format("&%@=%@", key, value);
     };
     for (const char* name : {"BUILT_PRODUCTS_DIR", "PRODUCT_NAME", "WRAPPER_NAME", "DWARF_DSYM_FOLDER_PATH",
                              "DWARF_DSYM_FILE_NAME", "PLATFORM_NAME", "PROJECT_FILE_PATH", "INFOPLIST_PATH",
@@ -62,7 +63,7 @@ void sendDataToMacApp(const std::optional<std::string>& buildPlistPath, const En
     if (legacy)
         text += legacyQuery(environment, apiKey);
     else
-        text += format("%@=%@", "QUORVEX_BUILD_PLIST_PATH", urlEncode(buildPlistPath.value_or("")));
+        text += platform::format("%@=%@", "QUORVEX_BUILD_PLIST_PATH", urlEncode(buildPlistPath.value_or("")));
     const std::optional<URL> url = URL::initWithString(text);
     if (!url || !platform::Applications::openURL(*url))
         sendToSignUpPage(environment);

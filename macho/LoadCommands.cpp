@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 
 namespace qvx::macho {

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 #include "platform/values/PropertyList.h"
 #include "shared/Diagnostics.h"

@@ -1,4 +1,5 @@
 #include "shared/Diagnostics.h"
+#include "platform/text/Format.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 
 namespace qvx {

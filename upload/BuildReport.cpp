@@ -1,6 +1,7 @@
 #include "upload/BuildReport.h"
 
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
+#include "platform/text/Format.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"

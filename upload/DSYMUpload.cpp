@@ -5,6 +5,7 @@
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
 #include "platform/files/FileManager.h"
 #include "platform/process/Termination.h"
+#include "platform/text/Format.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
@@ -15,14 +16,13 @@
 namespace qvx {
 
 using platform::Environment;
-using platform::format;
 
 namespace {
 
 std::shared_ptr<QVXWebRequest> makeUpload(const Environment& environment, std::string_view apiKey) {
     const platform::Dictionary info = infoPlistDictionary(environment);
     const std::shared_ptr<QVXWebRequest> request = QVXWebRequest::requestWithMethod(
-        "POST", format("/api/v3/platforms/%@/code_mappings", getAppPlatform(environment)));
+        "POST", platform::format("/api/v3/platforms/%@/code_mappings", getAppPlatform(environment)));
     addClientHeaders(*request, apiKey);
     request->addValueForFormField(info.string("CFBundleIdentifier"), "project[identifier]");
     // Crossed on purpose: the service has always taken the two versions this way round.
@@ -44,7 +44,7 @@ std::string addExecutables(QVXWebRequest& request, const std::shared_ptr<QVXMach
             QVXLog("Unable to extract uuid-architecture pairs from binary %@", appBinary->path());
             return;
         }
-        uuidLog += format("UUID:%@ Slice:%@\n", uuid, architecture);
+        uuidLog += platform::format("UUID:%@ Slice:%@\n", uuid, architecture);
         request.addValueForFormField(uuid, "code_mapping[executables][][identifier]");
         request.addValueForFormField(architecture, "code_mapping[executables][][arch]");
     });
@@ -67,7 +67,8 @@ void attachZip(QVXWebRequest& request, std::string_view dSYMPath, std::string_vi
                std::string_view zipName) {
     const platform::Result<platform::Data> zip = platform::Data::withContentsOfFile(zipPath);
     if (!zip)
-        failWithTitleAndReason("Failed to Load File", format("%@ data could not be loaded", dSYMPath));
+        failWithTitleAndReason("Failed to Load File",
+                               platform::format("%@ data could not be loaded", dSYMPath));
     request.addData(*zip, "application/zip", std::string(zipName), "code_mapping[file]");
     if (debugMode)
         QVXLog("Uploading dSYM at path %@", dSYMPath);
@@ -104,7 +105,8 @@ bool uploadDSYM(const Environment& environment, const std::shared_ptr<QVXMachOBi
 
     const std::string bundlePath = dSYMPath(environment);
     const std::string zipName = platform::globallyUniqueString() + ".zip";
-    const std::string zipPath = format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), zipName);
+    const std::string zipPath =
+        platform::format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), zipName);
     const platform::Termination::RemovedFile guard(zipPath);
     zipDSYM(environment, bundlePath, zipPath);
     attachZip(*request, bundlePath, zipPath, zipName);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "platform/text/Format.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"

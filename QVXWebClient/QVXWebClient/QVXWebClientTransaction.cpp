@@ -3,6 +3,7 @@
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
 #include "platform/http/URLLoader.h"
 #include "platform/process/Assert.h"
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 #include "platform/values/PropertyList.h"
 

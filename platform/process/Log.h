@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 
 namespace qvx::platform {
@@ -13,7 +14,7 @@ void logLine(std::string_view text);
 /// The system log line of a formatted text.
 template <class... Arguments>
 void NSLog(FormatString<std::type_identity_t<Arguments>...> text, const Arguments&... arguments) {
-    logLine(format(text, arguments...));
+    logLine(platform::format(text, arguments...));
 }
 
 } // namespace qvx::platform

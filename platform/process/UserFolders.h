@@ -8,7 +8,8 @@ namespace qvx::platform {
 /// path, else `.cache` in the home directory.
 [[nodiscard]] std::string cachesDirectory();
 
-/// Where the user's property lists of defaults are: on Linux XDG_CONFIG_HOME when that is an absolute path, else
+/// Where the user's property lists of defaults are: on Linux XDG_CONFIG_HOME when that is an absolute path,
+/// else
 /// `.config` in the home directory.
 [[nodiscard]] std::string preferencesDirectory();
 

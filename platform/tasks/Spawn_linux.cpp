@@ -63,8 +63,13 @@ int Spawn::start(pid_t& child) const {
     if (directory)
         ::posix_spawn_file_actions_addchdir_np(actions.get(), directory->c_str());
     SpawnAttributes attributes(hasOwnSession);
+    std::vector<std::string> variables;
+    if (environment) {
+        for (const auto& [name, value] : *environment)
+            variables.push_back(name + "=" + value);
+    }
     return ::posix_spawn(&child, path.c_str(), actions.get(), attributes.get(), pointersTo(words).data(),
-                         environment ? pointersTo(*environment).data() : environ);
+                         environment ? pointersTo(variables).data() : environ);
 }
 
 } // namespace qvx::platform

@@ -1,17 +1,15 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <exception>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/files/Data.h"
 #include "platform/files/FileDescriptor.h"
 #include "platform/process/Termination.h"
+#include "platform/tasks/Spawn.h"
 
 namespace qvx::platform {
 
@@ -38,23 +36,14 @@ public:
 /// All bytes up to the end of file.
 Data readDataToEndOfFile(const FileDescriptor& descriptor);
 
-/// A child process, launched with an argument vector (never through a shell) and waited for. It inherits no
-/// descriptor but its three standard ones, and the default signal dispositions. When this process is
-/// interrupted while it waits, the child is ended with it.
+/// A child process that is waited for. When this process is interrupted while it waits, the child is ended
+/// with it.
 class Task {
 public:
-    void setCurrentDirectoryPath(std::string path) { directory_ = std::move(path); }
-    void setLaunchPath(std::string path) { path_ = std::move(path); }
-    /// The arguments behind the program's name.
-    void setArguments(std::vector<std::string> arguments) { arguments_ = std::move(arguments); }
-    /// The child's whole environment; without it the child inherits this process's.
-    void setEnvironment(std::map<std::string, std::string> environment) {
-        environment_ = std::move(environment);
-    }
-    /// The ends of pipes that become the child's standard descriptors; they stay the caller's.
-    void setStandardDescriptors(int input, int output, int error);
+    /// What is to be run; to be filled in before `launch`.
+    Spawn program;
 
-    /// Starts the child. \throws LaunchFailure when the launch path cannot be run
+    /// Starts the child. \throws LaunchFailure when the program cannot be run
     void launch();
 
     /// Waits until the child has ended.
@@ -64,12 +53,7 @@ public:
     [[nodiscard]] int32_t terminationStatus() const { return status_; }
 
 private:
-    std::string path_;
-    std::optional<std::string> directory_;
-    std::vector<std::string> arguments_;
-    std::optional<std::map<std::string, std::string>> environment_;
-    std::array<int, 3> standard_{0, 1, 2};
-    int pid_ = -1;
+    pid_t pid_ = -1;
     std::shared_ptr<const Termination::EndedChild> child_;
     int32_t status_ = 0;
 };

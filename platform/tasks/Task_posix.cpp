@@ -9,7 +9,6 @@
 
 #include "platform/process/Log.h"
 #include "platform/process/Termination.h"
-#include "platform/tasks/Spawn.h"
 #include "platform/tasks/Task.h"
 
 namespace qvx::platform {
@@ -33,22 +32,10 @@ Data readDataToEndOfFile(const FileDescriptor& descriptor) {
     }
 }
 
-void Task::setStandardDescriptors(int input, int output, int error) {
-    standard_ = {input, output, error};
-}
-
 void Task::launch() {
-    Spawn child{
-        .path = path_, .words = {path_}, .environment = {}, .directory = directory_, .standard = standard_};
-    child.words.insert(child.words.end(), arguments_.begin(), arguments_.end());
-    if (environment_) {
-        child.environment.emplace();
-        for (const auto& [name, value] : *environment_)
-            child.environment->push_back(name + "=" + value);
-    }
     const Termination::Deferral deferral; // a child that is started is known to the handlers
-    if (const int error = child.start(pid_))
-        throw LaunchFailure("launch path not accessible: " + path_ + ": " + std::strerror(error));
+    if (const int error = program.start(pid_))
+        throw LaunchFailure("launch path not accessible: " + program.path + ": " + std::strerror(error));
     child_ = std::make_shared<Termination::EndedChild>(pid_);
 }
 

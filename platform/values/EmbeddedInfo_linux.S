@@ -1,10 +1,6 @@
-    .section .info_plist, "a", @progbits
-    .global qvx_info_plist_start
-    .global qvx_info_plist_end
-    .hidden qvx_info_plist_start
-    .hidden qvx_info_plist_end
-qvx_info_plist_start:
+# The linker marks the two ends of a section whose name is one of C; "R" keeps it though nothing in the program may
+# ask for it.
+    .section info_plist, "aR", @progbits
     .incbin QVX_INFO_PLIST
-qvx_info_plist_end:
 
     .section .note.GNU-stack, "", @progbits

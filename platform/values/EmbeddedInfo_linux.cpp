@@ -1,14 +1,15 @@
 #include "platform/values/EmbeddedInfo.h"
 
 extern "C" {
-extern const char qvx_info_plist_start[];
-extern const char qvx_info_plist_end[];
+// By the linker; null in a program that embeds nothing.
+extern const char __start_info_plist[] __attribute__((weak, visibility("hidden")));
+extern const char __stop_info_plist[] __attribute__((weak, visibility("hidden")));
 }
 
 namespace qvx::platform {
 
 std::string_view embeddedInfo() {
-    return {qvx_info_plist_start, static_cast<size_t>(qvx_info_plist_end - qvx_info_plist_start)};
+    return {__start_info_plist, static_cast<size_t>(__stop_info_plist - __start_info_plist)};
 }
 
 } // namespace qvx::platform

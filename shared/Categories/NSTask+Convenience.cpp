@@ -30,14 +30,14 @@ void launchWithPath(std::string_view path, const std::optional<std::string>& wor
     std::optional<platform::Pipe> stderrPipe = platform::Pipe::pipe();
     check(stdoutPipe && stdinPipe && stderrPipe, "stdoutPipe && stdinPipe && stderrPipe", 29);
 
-    if (workingDirectory)
-        task->setCurrentDirectoryPath(*workingDirectory);
-    task->setLaunchPath(std::string(path));
-    task->setArguments(arguments.value_or(std::vector<std::string>()));
-    if (environment)
-        task->setEnvironment(*environment);
-    task->setStandardDescriptors(stdinPipe->reading.get(), stdoutPipe->writing.get(),
-                                 stderrPipe->writing.get());
+    task->program = {
+        .path = std::string(path),
+        .words = {std::string(path)},
+        .environment = environment,
+        .directory = workingDirectory,
+        .standard = {stdinPipe->reading.get(), stdoutPipe->writing.get(), stderrPipe->writing.get()}};
+    if (arguments)
+        task->program.words.insert(task->program.words.end(), arguments->begin(), arguments->end());
     task->launch();
     stdoutPipe->writing.reset(); // or reading would wait for this process's own end
     stderrPipe->writing.reset();

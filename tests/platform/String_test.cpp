@@ -1,3 +1,4 @@
+#include "platform/text/Format.h"
 #include "platform/text/String.h"
 
 #include <gtest/gtest.h>
@@ -14,12 +15,13 @@ using namespace std::string_literals;
 TEST(String, FormatsObjectsTextsAndNumbers) {
     const std::optional<std::string> absent;
     const std::optional<Error> error{{"D", -1003, "no %@ here"}};
-    EXPECT_EQ(format("%@|%@|%s|%@", absent, "a%@b", "é"s, std::optional<std::string>("")), "(null)|a%@b|é|");
-    EXPECT_EQ(format("%@ %@", error, std::optional<Error>()),
+    EXPECT_EQ(platform::format("%@|%@|%s|%@", absent, "a%@b", "é"s, std::optional<std::string>("")),
+              "(null)|a%@b|é|");
+    EXPECT_EQ(platform::format("%@ %@", error, std::optional<Error>()),
               "Error Domain=D Code=-1003 \"no %@ here\" (null)");
-    EXPECT_EQ(format("%i %d %lu %tu 100%%", uint64_t{0xFFFFFFFF}, -7, UINT64_MAX, 3U),
+    EXPECT_EQ(platform::format("%i %d %lu %tu 100%%", uint64_t{0xFFFFFFFF}, -7, UINT64_MAX, 3U),
               "-1 -7 18446744073709551615 3 100%");
-    EXPECT_EQ(format("%@", Value(Dictionary{{"k", Value::Array{1, true}}})), "{k = (1, 1); }");
+    EXPECT_EQ(platform::format("%@", Value(Dictionary{{"k", Value::Array{1, true}}})), "{k = (1, 1); }");
 }
 
 TEST(String, BooleanAndIntegerOfText) {
