@@ -5,15 +5,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <thread>
+
+#include "platform/process/Termination.h"
 
 namespace qvx {
 namespace {
 
-// A thread holds about 2.8 MiB and a slot up to 2 MiB: 47 MiB at most.
-constexpr unsigned kMostThreads = 8;
-constexpr size_t kSpareSlots = 4;
+// A thread holds about 1.8 MiB and a slot up to 1 MiB: 26 MiB at most.
+constexpr unsigned mostThreads = 8;
+constexpr size_t spareSlots = 4;
 
 /// Bytes read, fewer than asked for only at the end of the file; -1 with errno set on failure.
 ssize_t readAt(int fd, std::span<uint8_t> buffer, uint64_t offset) {
@@ -34,16 +35,11 @@ ssize_t readAt(int fd, std::span<uint8_t> buffer, uint64_t offset) {
 
 } // namespace
 
-unsigned BlockPipeline::defaultThreads() {
-    return std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads);
-}
-
-std::unique_ptr<BlockPipeline> BlockPipeline::start(unsigned threads) {
-    std::unique_ptr<BlockPipeline> pipeline(new BlockPipeline(threads + kSpareSlots));
-    // The threads inherit this mask: signals are the owner's business.
-    sigset_t all, before;
-    sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+std::unique_ptr<BlockPipeline> BlockPipeline::start() {
+    const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, mostThreads);
+    std::unique_ptr<BlockPipeline> pipeline(new BlockPipeline(threads + spareSlots));
+    // The threads inherit it: signals are the owner's business.
+    const platform::Termination::Deferral deferral;
     for (unsigned i = 0; i < threads; ++i) {
         auto worker = std::make_unique<Worker>();
         worker->pipeline = pipeline.get();
@@ -57,7 +53,6 @@ std::unique_ptr<BlockPipeline> BlockPipeline::start(unsigned threads) {
             break;
         pipeline->workers_.push_back(std::move(worker));
     }
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return pipeline->workers_.empty() ? nullptr : std::move(pipeline);
 }
 
@@ -118,7 +113,7 @@ void BlockPipeline::work(Worker& worker) {
 
 void BlockPipeline::process(Worker& worker, Block& block) {
     const Entry& entry = *block.entry;
-    if (!entry.file.isOpen()) {
+    if (!entry.file) {
         block.result = Block::Result::Plain;
         block.bytes.reserve(entry.linkText.size());
         std::copy(entry.linkText.begin(), entry.linkText.end(), block.bytes.data());

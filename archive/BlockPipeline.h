@@ -1,8 +1,5 @@
 #pragma once
 
-#include "archive/BlockCompressor.h"
-#include "archive/Entry.h"
-
 #include <pthread.h>
 
 #include <condition_variable>
@@ -10,6 +7,9 @@
 #include <memory>
 #include <mutex>
 #include <vector>
+
+#include "archive/Entry.h"
+#include "archive/deflate/BlockCompressor.h"
 
 namespace qvx {
 
@@ -34,10 +34,9 @@ struct Block {
 /// takes; destroying the pipeline waits only for the blocks that are being worked on.
 class BlockPipeline {
 public:
-    /// As many threads as the machine has cores, within what memory allows.
-    [[nodiscard]] static unsigned defaultThreads();
-    /// Null when no thread can be started or memory is short; fewer threads than asked for will do.
-    [[nodiscard]] static std::unique_ptr<BlockPipeline> start(unsigned threads);
+    /// Starts as many threads as the machine has cores, within what memory allows; fewer will do. Null when
+    /// none can be started or memory is short.
+    [[nodiscard]] static std::unique_ptr<BlockPipeline> start();
     ~BlockPipeline();
     BlockPipeline(const BlockPipeline&) = delete;
     BlockPipeline& operator=(const BlockPipeline&) = delete;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "archive/FileDescriptor.h"
-
 #include <sys/stat.h>
 
 #include <cstdint>
 #include <string>
+
+#include "platform/files/FileDescriptor.h"
 
 namespace qvx {
 
@@ -20,7 +20,7 @@ struct Entry {
     /// Bytes of content: a file's size when it was opened, the length of a link's text, 0 for a folder.
     uint64_t size = 0;
     /// Open for reading when the entry is a file, else owns nothing.
-    FileDescriptor file;
+    platform::FileDescriptor file;
     /// The text of a symbolic link, else empty.
     std::string linkText;
 };

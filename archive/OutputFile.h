@@ -1,47 +1,52 @@
 #pragma once
 
-#include "archive/FileDescriptor.h"
-
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "platform/files/FileDescriptor.h"
+#include "platform/process/Termination.h"
+#include "platform/text/Error.h"
 
 namespace qvx {
 
 /// The file being made. Where a file or link of its name stands already it grows beside that as
 /// "DESTINATION.PID.partial" (a long name is cut) and takes its place when it is complete; until then what
-/// stood there is untouched. If it is not published it is removed: on destruction, and also when SIGINT,
-/// SIGTERM or SIGHUP ends the process (unless the signal was ignored at the start) or memory runs out.
-/// One at a time per process, used by one thread.
+/// stood there is untouched. If it is not published it is removed: on destruction, and also when a signal
+/// ends the process. Errors name the destination. One at a time per process, used by one thread.
 class OutputFile {
 public:
-    /// Null with the reason in `error` when it cannot be made, or the destination is something that is no
-    /// regular file or link.
-    [[nodiscard]] static std::unique_ptr<OutputFile> create(const std::string& destination,
-                                                            std::string& error);
+    /// The error when it cannot be made, or the destination is something that is no regular file or link.
+    static platform::Result<std::unique_ptr<OutputFile>> create(const std::string& destination);
     ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Appends. False, with errno set, when the disk does not take it.
-    [[nodiscard]] bool append(std::span<const uint8_t> bytes);
+    /// Appends; the error when the disk does not take it.
+    [[nodiscard]] std::optional<platform::Error> append(std::span<const uint8_t> bytes);
     /// Overwrites bytes that one call of append() wrote, at an offset from the start of the file.
-    [[nodiscard]] bool patch(uint64_t offset, std::span<const uint8_t> bytes);
+    [[nodiscard]] std::optional<platform::Error> patch(uint64_t offset, std::span<const uint8_t> bytes);
     /// Bytes appended so far.
     [[nodiscard]] uint64_t size() const { return flushed_ + buffer_.size(); }
-    /// Gives the complete file its name. False, with errno set, when that does not work.
-    [[nodiscard]] bool publish();
+    /// Gives the complete file its name.
+    [[nodiscard]] std::optional<platform::Error> publish();
 
     /// Whether this descriptor is open on the same file.
-    [[nodiscard]] bool isSameFile(int fd) const;
+    [[nodiscard]] bool isSameFile(int descriptor) const;
 
 private:
-    OutputFile(std::string destination, FileDescriptor file);
+    OutputFile(std::string destination, std::string path, platform::FileDescriptor file);
 
-    [[nodiscard]] bool flush();
+    [[nodiscard]] std::optional<platform::Error> flush();
+    [[nodiscard]] std::optional<platform::Error> writeAll(std::span<const uint8_t> bytes, uint64_t offset);
 
     std::string destination_;
-    FileDescriptor file_;
+    std::string path_; // where it grows
+    platform::FileDescriptor file_;
+    std::optional<platform::Termination::RemovedFile> guard_; // until it is published
     std::vector<uint8_t> buffer_;
     uint64_t flushed_ = 0;
 };

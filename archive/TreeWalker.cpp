@@ -2,19 +2,27 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
+
+#include "archive/ArchiveError.h"
 
 namespace qvx {
+
+using platform::Error;
+using platform::FileDescriptor;
+using platform::posixError;
+using platform::Result;
+
 namespace {
 
-constexpr size_t kLongestName = 0xffff;
+constexpr size_t longestName = 0xffff;
 // Not blocking: what was a file when it was listed may be a FIFO when it is opened.
-constexpr int kOpenFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+constexpr int openFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
 struct Free {
     void operator()(char* text) const { std::free(text); }
@@ -48,7 +56,7 @@ bool isFolder(int folder, const dirent& child) {
 /// failure.
 bool listFolder(int folder, std::vector<std::string>& children) {
     FileDescriptor copy(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
-    const std::unique_ptr<DIR, CloseFolder> listing(copy.isOpen() ? ::fdopendir(copy.get()) : nullptr);
+    const std::unique_ptr<DIR, CloseFolder> listing(copy ? ::fdopendir(copy.get()) : nullptr);
     if (!listing)
         return false;
     (void)copy.release();
@@ -68,56 +76,40 @@ bool listFolder(int folder, std::vector<std::string>& children) {
 
 } // namespace
 
-std::unique_ptr<TreeWalker> TreeWalker::open(const std::string& source, std::string& error) {
+Result<std::unique_ptr<TreeWalker>> TreeWalker::open(const std::string& source) {
     std::string path = source;
     while (path.size() > 1 && path.back() == '/')
         path.pop_back();
     struct stat status;
     // With its slashes: "file/" is an error as it is everywhere.
-    if (::stat(source.c_str(), &status) != 0) {
-        error = source + ": " + std::strerror(errno);
-        return nullptr;
-    }
-    if (!S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode)) {
-        error = source + ": Not a folder or file";
-        return nullptr;
-    }
+    if (::stat(source.c_str(), &status) != 0)
+        return posixError(errno, source);
+    if (!S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode))
+        return archiveError(source, "Not a folder or file");
     std::unique_ptr<TreeWalker> walker(new TreeWalker(path, topName(path)));
-    if (walker->name_.empty()) {
-        error = source + ": Has no name of its own";
-        return nullptr;
-    }
-    walker->root_ = FileDescriptor(::open(source.c_str(), kOpenFlags));
-    if (!walker->root_.isOpen()) {
-        error = source + ": " + std::strerror(errno);
-        return nullptr;
-    }
+    if (walker->name_.empty())
+        return archiveError(source, "Has no name of its own");
+    walker->root_ = FileDescriptor(::open(source.c_str(), openFlags));
+    if (!walker->root_)
+        return posixError(errno, source);
     return walker;
 }
 
-std::optional<Entry> TreeWalker::next(std::string& error) {
-    Entry entry;
-    if (root_.isOpen()) {
-        struct stat status;
-        if (::fstat(root_.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
-            name_ += '/';
-            return enterFolder(std::move(root_), entry, error) ? std::optional(std::move(entry))
-                                                               : std::nullopt;
-        }
-        return visitFile(std::move(root_), entry, error) ? std::optional(std::move(entry)) : std::nullopt;
-    }
+std::optional<Result<Entry>> TreeWalker::next() {
+    if (root_)
+        return visitRoot();
     while (!levels_.empty()) {
         Level& level = levels_.back();
         name_.resize(level.nameLength);
         if (level.children.empty()) {
-            if (!leaveFolder(error))
-                return std::nullopt;
+            if (std::optional<Error> error = leaveFolder())
+                return Result<Entry>(*error);
             continue;
         }
         const std::string child = std::move(level.children.back());
         level.children.pop_back();
         name_ += child;
-        return visitChild(child, entry, error) ? std::optional(std::move(entry)) : std::nullopt;
+        return visitChild(child);
     }
     return std::nullopt;
 }
@@ -126,82 +118,78 @@ std::string TreeWalker::pathOf(std::string_view entryName) const {
     return source_ + std::string(entryName.substr(rootNameLength_));
 }
 
-bool TreeWalker::visitChild(const std::string& child, Entry& entry, std::string& error) {
-    if (name_.size() > kLongestName)
-        return fail(ENAMETOOLONG, error);
-    if (child.back() == '/') {
-        const int fd = ::openat(folder_.get(), child.c_str(), kOpenFlags | O_DIRECTORY | O_NOFOLLOW);
-        return enterFolder(FileDescriptor(fd), entry, error);
-    }
+Result<Entry> TreeWalker::visitRoot() {
     struct stat status;
-    if (::fstatat(folder_.get(), child.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-        return fail(errno, error);
-    if (S_ISLNK(status.st_mode))
-        return visitLink(child.c_str(), status, entry, error);
-    if (!S_ISREG(status.st_mode)) {
-        error = pathOf(name_) + ": Not a folder, file or symbolic link";
-        return false;
-    }
-    return visitFile(FileDescriptor(::openat(folder_.get(), child.c_str(), kOpenFlags | O_NOFOLLOW)), entry,
-                     error);
+    if (::fstat(root_.get(), &status) != 0 || !S_ISDIR(status.st_mode))
+        return visitFile(std::move(root_));
+    name_ += '/';
+    return enterFolder(std::move(root_));
 }
 
-bool TreeWalker::enterFolder(FileDescriptor folder, Entry& entry, std::string& error) {
+Result<Entry> TreeWalker::visitChild(const std::string& child) {
+    if (name_.size() > longestName)
+        return failure(ENAMETOOLONG);
+    if (child.back() == '/')
+        return enterFolder(
+            FileDescriptor(::openat(folder_.get(), child.c_str(), openFlags | O_DIRECTORY | O_NOFOLLOW)));
+    struct stat status;
+    if (::fstatat(folder_.get(), child.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return failure(errno);
+    if (S_ISLNK(status.st_mode))
+        return visitLink(child.c_str(), status);
+    if (!S_ISREG(status.st_mode))
+        return archiveError(pathOf(name_), "Not a folder, file or symbolic link");
+    return visitFile(FileDescriptor(::openat(folder_.get(), child.c_str(), openFlags | O_NOFOLLOW)));
+}
+
+Result<Entry> TreeWalker::enterFolder(FileDescriptor folder) {
     struct stat status;
     Level level;
-    if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0 || !listFolder(folder.get(), level.children))
-        return fail(errno, error);
+    if (!folder || ::fstat(folder.get(), &status) != 0 || !listFolder(folder.get(), level.children))
+        return failure(errno);
     level.device = status.st_dev;
     level.inode = status.st_ino;
     level.nameLength = name_.size();
     levels_.push_back(std::move(level));
     folder_ = std::move(folder);
-    entry = {name_, status.st_mode, status.st_mtime, 0, {}, {}};
-    return true;
+    return Entry{name_, status.st_mode, status.st_mtime, 0, {}, {}};
 }
 
-bool TreeWalker::leaveFolder(std::string& error) {
+std::optional<Error> TreeWalker::leaveFolder() {
     levels_.pop_back();
     if (levels_.empty())
-        return true;
-    FileDescriptor parent(::openat(folder_.get(), "..", kOpenFlags | O_DIRECTORY));
+        return std::nullopt;
+    FileDescriptor parent(::openat(folder_.get(), "..", openFlags | O_DIRECTORY));
     struct stat status;
-    if (!parent.isOpen() || ::fstat(parent.get(), &status) != 0)
-        return fail(errno, error);
-    if (status.st_dev != levels_.back().device || status.st_ino != levels_.back().inode) {
-        error = pathOf(name_) + ": Was moved while it was read";
-        return false;
-    }
+    if (!parent || ::fstat(parent.get(), &status) != 0)
+        return failure(errno);
+    if (status.st_dev != levels_.back().device || status.st_ino != levels_.back().inode)
+        return archiveError(pathOf(name_), "Was moved while it was read");
     folder_ = std::move(parent);
-    return true;
+    return std::nullopt;
 }
 
-bool TreeWalker::visitFile(FileDescriptor file, Entry& entry, std::string& error) {
+Result<Entry> TreeWalker::visitFile(FileDescriptor file) {
     struct stat status;
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
-        return fail(errno, error);
-    if (!S_ISREG(status.st_mode)) {
-        error = pathOf(name_) + ": Was replaced while it was read";
-        return false;
-    }
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return failure(errno);
+    if (!S_ISREG(status.st_mode))
+        return archiveError(pathOf(name_), "Was replaced while it was read");
     const auto size = static_cast<uint64_t>(status.st_size);
-    entry = {name_, status.st_mode, status.st_mtime, size, std::move(file), {}};
-    return true;
+    return Entry{name_, status.st_mode, status.st_mtime, size, std::move(file), {}};
 }
 
-bool TreeWalker::visitLink(const char* child, const struct stat& status, Entry& entry, std::string& error) {
+Result<Entry> TreeWalker::visitLink(const char* child, const struct stat& status) {
     char text[PATH_MAX];
     const ssize_t length = ::readlinkat(folder_.get(), child, text, sizeof text);
     if (length < 0)
-        return fail(errno, error);
+        return failure(errno);
     const auto size = static_cast<uint64_t>(length);
-    entry = {name_, status.st_mode, status.st_mtime, size, {}, std::string(text, size)};
-    return true;
+    return Entry{name_, status.st_mode, status.st_mtime, size, {}, std::string(text, size)};
 }
 
-bool TreeWalker::fail(int number, std::string& error) const {
-    error = pathOf(name_) + ": " + std::strerror(number);
-    return false;
+Error TreeWalker::failure(int number) const {
+    return posixError(number, pathOf(name_));
 }
 
 } // namespace qvx

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "archive/Entry.h"
-
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "archive/Entry.h"
+#include "platform/text/Error.h"
 
 namespace qvx {
 
@@ -18,13 +19,13 @@ namespace qvx {
 /// so that the depth of a tree is not limited by descriptors or path lengths.
 class TreeWalker {
 public:
-    /// Null with the reason in `error` when the source is missing, unreadable or neither folder nor file.
-    [[nodiscard]] static std::unique_ptr<TreeWalker> open(const std::string& source, std::string& error);
+    /// The error when the source is missing, unreadable or neither folder nor file.
+    static platform::Result<std::unique_ptr<TreeWalker>> open(const std::string& source);
 
-    /// The next entry; nothing after the last one, and nothing with the reason in `error` when something
-    /// cannot be read, moved while it was listed, has a name of more than 65,535 bytes or is no folder, file
-    /// or symbolic link (it is not opened then).
-    [[nodiscard]] std::optional<Entry> next(std::string& error);
+    /// The next entry, nothing after the last one; the error when something cannot be read, moved while it
+    /// was listed, has a name of more than 65,535 bytes or is no folder, file or symbolic link (it is not
+    /// opened then).
+    [[nodiscard]] std::optional<platform::Result<Entry>> next();
 
     /// An entry's name as the path it has below the source, for messages.
     [[nodiscard]] std::string pathOf(std::string_view entryName) const;
@@ -39,18 +40,19 @@ private:
 
     TreeWalker(std::string source, std::string name) : source_(std::move(source)), name_(std::move(name)) {}
 
-    bool enterFolder(FileDescriptor folder, Entry& entry, std::string& error);
-    bool leaveFolder(std::string& error);
-    bool visitFile(FileDescriptor file, Entry& entry, std::string& error);
-    bool visitLink(const char* child, const struct stat& status, Entry& entry, std::string& error);
-    bool visitChild(const std::string& child, Entry& entry, std::string& error);
-    bool fail(int number, std::string& error) const;
+    platform::Result<Entry> visitRoot();
+    platform::Result<Entry> visitChild(const std::string& child);
+    platform::Result<Entry> enterFolder(platform::FileDescriptor folder);
+    [[nodiscard]] std::optional<platform::Error> leaveFolder();
+    platform::Result<Entry> visitFile(platform::FileDescriptor file);
+    platform::Result<Entry> visitLink(const char* child, const struct stat& status);
+    [[nodiscard]] platform::Error failure(int number) const;
 
     std::string source_;
     std::string name_; // of the entry at hand
     size_t rootNameLength_ = name_.size();
-    FileDescriptor root_; // until the first entry
-    FileDescriptor folder_;
+    platform::FileDescriptor root_; // until the first entry
+    platform::FileDescriptor folder_;
     std::vector<Level> levels_;
 };
 

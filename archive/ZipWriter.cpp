@@ -1,24 +1,28 @@
 #include "archive/ZipWriter.h"
 
-#include "archive/BlockCompressor.h"
-
 #include <algorithm>
 #include <ctime>
 #include <limits>
 
+#include "archive/deflate/BlockCompressor.h"
+#include "platform/text/String.h"
+
 namespace qvx {
+
+using platform::Error;
+
 namespace {
 
-constexpr uint64_t kMost16 = 0xffff; // also the mark that a zip64 field holds the value
-constexpr uint64_t kMost32 = 0xffffffff;
+constexpr uint64_t most16 = 0xffff; // also the mark that a zip64 field holds the value
+constexpr uint64_t most32 = 0xffffffff;
 
-constexpr uint16_t kMadeByUnix = 3 << 8;
-constexpr uint16_t kVersionDeflate = 20;
-constexpr uint16_t kVersionZip64 = 45;
-constexpr uint16_t kFlagUTF8 = 1 << 11;
-constexpr uint32_t kDOSFolder = 0x10;
-constexpr size_t kCRCOffset = 14; // in a local header; the sizes follow
-constexpr size_t kLocalHeaderSize = 30;
+constexpr uint16_t madeByUnix = 3 << 8;
+constexpr uint16_t versionDeflate = 20;
+constexpr uint16_t versionZip64 = 45;
+constexpr uint16_t utf8Flag = 1 << 11;
+constexpr uint32_t dosFolder = 0x10;
+constexpr size_t crcOffset = 14; // in a local header; the sizes follow
+constexpr size_t localHeaderSize = 30;
 
 class Record {
 public:
@@ -46,38 +50,8 @@ private:
     std::vector<uint8_t>& bytes_;
 };
 
-/// Length of the UTF-8 sequence at `i`, 0 when there is no valid one.
-size_t sequenceLength(const std::string& text, size_t i) {
-    const auto byteAt = [&](size_t k) { return k < text.size() ? static_cast<uint8_t>(text[k]) : 0u; };
-    const unsigned lead = byteAt(i), second = byteAt(i + 1);
-    if (lead < 0x80)
-        return 1;
-    const size_t length = lead >= 0xc2 && lead < 0xe0   ? 2
-                          : lead >= 0xe0 && lead < 0xf0 ? 3
-                          : lead < 0xf5                 ? 4
-                                                        : 0;
-    if (length == 0 || lead < 0xc2)
-        return 0;
-    // Overlong forms, surrogates and what lies past the last plane.
-    if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f) ||
-        (lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f))
-        return 0;
-    for (size_t k = 1; k < length; ++k)
-        if ((byteAt(i + k) & 0xc0) != 0x80)
-            return 0;
-    return length;
-}
-
 uint16_t nameFlag(const std::string& name) {
-    bool isASCII = true;
-    for (size_t i = 0; i < name.size();) {
-        const size_t length = sequenceLength(name, i);
-        if (length == 0)
-            return 0;
-        isASCII = isASCII && length == 1;
-        i += length;
-    }
-    return isASCII ? 0 : kFlagUTF8;
+    return platform::isUTF8(name) && !platform::isASCII(name) ? utf8Flag : 0;
 }
 
 /// Date in the upper half, time of day in the lower, within the years that the form can hold.
@@ -106,15 +80,15 @@ std::vector<uint8_t> timestampExtra(int64_t seconds) {
 
 /// What local and central header share, from the needed version to the DOS date.
 void putCommon(Record record, const Entry& entry, ZipMethod method, bool zip64) {
-    record.put16(zip64 ? kVersionZip64 : kVersionDeflate).put16(nameFlag(entry.name));
+    record.put16(zip64 ? versionZip64 : versionDeflate).put16(nameFlag(entry.name));
     record.put16(static_cast<uint16_t>(method)).put32(dosTime(entry.modified));
 }
 
 } // namespace
 
-bool ZipWriter::begin(const Entry& entry, ZipMethod method) {
+std::optional<Error> ZipWriter::begin(const Entry& entry, ZipMethod method) {
     method_ = method;
-    zip64Reserved_ = largestDeflatedSize(entry.size) >= kMost32;
+    zip64Reserved_ = largestDeflatedSize(entry.size) >= most32;
     headerOffset_ = output_.size();
 
     const std::vector<uint8_t> extra = timestampExtra(entry.modified);
@@ -131,58 +105,59 @@ bool ZipWriter::begin(const Entry& entry, ZipMethod method) {
     return output_.append(header);
 }
 
-bool ZipWriter::end(const Entry& entry, uint32_t crc) {
+std::optional<Error> ZipWriter::end(const Entry& entry, uint32_t crc) {
     const uint64_t compressed = output_.size() - contentOffset_;
 
     std::vector<uint8_t> fields;
     if (zip64Reserved_) {
         Record(fields).put64(entry.size).put64(compressed);
-        if (!output_.patch(headerOffset_ + kLocalHeaderSize + entry.name.size() + 4, fields))
-            return false;
+        if (std::optional<Error> error =
+                output_.patch(headerOffset_ + localHeaderSize + entry.name.size() + 4, fields))
+            return error;
         fields.clear();
     }
     Record(fields).put32(crc);
-    Record(fields).put32(zip64Reserved_ ? kMost32 : compressed).put32(zip64Reserved_ ? kMost32 : entry.size);
-    if (!output_.patch(headerOffset_ + kCRCOffset, fields))
-        return false;
+    Record(fields).put32(zip64Reserved_ ? most32 : compressed).put32(zip64Reserved_ ? most32 : entry.size);
+    if (std::optional<Error> error = output_.patch(headerOffset_ + crcOffset, fields))
+        return error;
 
     std::vector<uint8_t> zip64;
     for (uint64_t value : {entry.size, compressed, headerOffset_})
-        if (value >= kMost32)
+        if (value >= most32)
             Record(zip64).put64(value);
     const std::vector<uint8_t> extra = timestampExtra(entry.modified);
     const bool needsZip64 = !zip64.empty();
     Record record(directory_);
-    record.put32(0x02014b50).put16(kMadeByUnix | kVersionZip64);
+    record.put32(0x02014b50).put16(madeByUnix | versionZip64);
     putCommon(record, entry, method_, needsZip64 || zip64Reserved_);
-    record.put32(crc).put32(std::min(compressed, kMost32)).put32(std::min(entry.size, kMost32));
+    record.put32(crc).put32(std::min(compressed, most32)).put32(std::min(entry.size, most32));
     record.put16(entry.name.size()).put16(extra.size() + (needsZip64 ? 4 + zip64.size() : 0));
     record.put16(0).put16(0).put16(0); // comment, disk, internal attributes
-    record.put32(uint32_t{entry.mode} << 16 | (S_ISDIR(entry.mode) ? kDOSFolder : 0));
-    record.put32(std::min(headerOffset_, kMost32)).putText(entry.name);
+    record.put32(uint32_t{entry.mode} << 16 | (S_ISDIR(entry.mode) ? dosFolder : 0));
+    record.put32(std::min(headerOffset_, most32)).putText(entry.name);
     if (needsZip64)
         record.put16(0x0001).put16(zip64.size()).putBytes(zip64);
     record.putBytes(extra);
     ++count_;
-    return true;
+    return std::nullopt;
 }
 
-bool ZipWriter::finish() {
+std::optional<Error> ZipWriter::finish() {
     const uint64_t start = output_.size();
     const uint64_t size = directory_.size();
-    if (!output_.append(directory_))
-        return false;
+    if (std::optional<Error> error = output_.append(directory_))
+        return error;
 
     std::vector<uint8_t> end;
     Record record(end);
-    if (count_ >= kMost16 || start >= kMost32 || size >= kMost32) {
-        record.put32(0x06064b50).put64(44).put16(kMadeByUnix | kVersionZip64).put16(kVersionZip64);
+    if (count_ >= most16 || start >= most32 || size >= most32) {
+        record.put32(0x06064b50).put64(44).put16(madeByUnix | versionZip64).put16(versionZip64);
         record.put32(0).put32(0).put64(count_).put64(count_).put64(size).put64(start);
         record.put32(0x07064b50).put32(0).put64(start + size).put32(1);
     }
     record.put32(0x06054b50).put16(0).put16(0);
-    record.put16(std::min(count_, kMost16)).put16(std::min(count_, kMost16));
-    record.put32(std::min(size, kMost32)).put32(std::min(start, kMost32)).put16(0);
+    record.put16(std::min(count_, most16)).put16(std::min(count_, most16));
+    record.put32(std::min(size, most32)).put32(std::min(start, most32)).put16(0);
     return output_.append(end);
 }
 

@@ -1,13 +1,19 @@
-#include "archive/Archiver.h"
-#include "archive/BlockPipeline.h"
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
+
+#include "archive/Archiver.h"
+#include "platform/process/Termination.h"
 
 namespace {
 
-constexpr int kUsageStatus = 64; // EX_USAGE
+namespace Termination = qvx::platform::Termination;
+
+constexpr int usageStatus = 64; // EX_USAGE
 
 /// A path may hold line breaks, and the message is to be one line.
 std::string oneLine(std::string text) {
@@ -17,17 +23,28 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+[[noreturn]] void endForMemory() {
+    Termination::cleanUp();
+    constexpr char message[] = "ditto: Out of memory\n";
+    static_cast<void>(!::write(STDERR_FILENO, message, sizeof message - 1));
+    ::_exit(1);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc != 6 || std::strcmp(argv[1], "-c") != 0 || std::strcmp(argv[2], "-k") != 0 ||
         std::strcmp(argv[3], "--keepParent") != 0) {
         std::fputs("usage: ditto -c -k --keepParent SOURCE DESTINATION\n", stderr);
-        return kUsageStatus;
+        return usageStatus;
     }
-    std::string error;
-    if (qvx::makeArchive(argv[4], argv[5], qvx::BlockPipeline::defaultThreads(), error))
+    Termination::installHandlers("");
+    std::set_new_handler(endForMemory);
+    // A file size limit is then an error like a full disk.
+    ::signal(SIGXFSZ, SIG_IGN);
+    const auto error = qvx::makeArchive(argv[4], argv[5]);
+    if (!error)
         return 0;
-    std::fprintf(stderr, "ditto: %s\n", oneLine(std::move(error)).c_str());
+    std::fprintf(stderr, "ditto: %s\n", oneLine(error->text).c_str());
     return 1;
 }

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int kLevel = 5; // the archiver's
+constexpr int level = 5; // the archiver's
 
 } // namespace
 
@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     std::vector<char> input(file ? static_cast<size_t>(file.tellg()) : 0);
     file.seekg(0).read(input.data(), static_cast<std::streamsize>(input.size()));
     const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
-        libdeflate_alloc_compressor(kLevel), libdeflate_free_compressor);
+        libdeflate_alloc_compressor(level), libdeflate_free_compressor);
     if (!file || !compressor)
         return 1;
     // Written to, so that its pages are there before the clock starts.

@@ -10,7 +10,7 @@
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
 #include "shared/ToolIdentity.h"
-#include "upload/Archiver.h"
+#include "upload/DSYMZip.h"
 #include "upload/Service.h"
 
 namespace qvx {
@@ -57,7 +57,7 @@ void zipDSYM(const Environment& environment, std::string_view dSYMPath, std::str
         QVXLog("ditto tool unavailable at path %@\n\n", "/usr/bin/ditto");
         std::exit(1);
     }
-    if (!makeArchive(*archiver, dSYMPath, zipPath)) {
+    if (!makeZip(*archiver, dSYMPath, zipPath)) {
         QVXLog("Compression of %@ failed, unable to upload.\n\n", environment.value("DWARF_DSYM_FILE_NAME"));
         std::exit(1);
     }

@@ -10,10 +10,12 @@
 namespace qvx::platform::Termination {
 
 /// Installs the handlers and ignores SIGPIPE: a reader that went away makes writes fail, not the process.
-/// \param shrunkFileMessage what is written to standard output before the process exits with status 1 because
-/// a
-///        file shrank under its mapping; lives as long as the process
+/// \param shrunkFileMessage what is written to standard output before the process exits with status 1
+///        because a file shrank under its mapping; lives as long as the process
 void installHandlers(std::string_view shrunkFileMessage);
+
+/// Does what a signal does before it ends the process: for whoever ends it by other means. Safe in a handler.
+void cleanUp();
 
 /// While it lives, the signals wait.
 class Deferral {

@@ -20,25 +20,14 @@ std::atomic<bool> fileIsSet{false};
 std::array<char, PATH_MAX> fileToRemove{};
 std::string_view messageForShrunkFile;
 
-/// Only calls what is safe in a signal handler.
-void removeWhatIsLeft() {
-    if (const pid_t child = childToEnd.exchange(0)) {
-        // Not SIGTERM: a child that is stopped would only act on that once somebody continues it.
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    }
-    if (fileIsSet.exchange(false))
-        ::unlink(fileToRemove.data());
-}
-
 void endBySignal(int number) {
-    removeWhatIsLeft();
+    cleanUp();
     ::signal(number, SIG_DFL);
     ::raise(number);
 }
 
 void endByShrunkFile(int) {
-    removeWhatIsLeft();
+    cleanUp();
     [[maybe_unused]] const ssize_t written =
         ::write(STDOUT_FILENO, messageForShrunkFile.data(), messageForShrunkFile.size());
     ::_exit(1);
@@ -57,6 +46,17 @@ void handle(int number, void (*handler)(int)) {
 }
 
 } // namespace
+
+// Only calls what is safe in a signal handler.
+void cleanUp() {
+    if (const pid_t child = childToEnd.exchange(0)) {
+        // Not SIGTERM: a child that is stopped would only act on that once somebody continues it.
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
+    if (fileIsSet.exchange(false))
+        ::unlink(fileToRemove.data());
+}
 
 void installHandlers(std::string_view shrunkFileMessage) {
     messageForShrunkFile = shrunkFileMessage;

@@ -15,7 +15,7 @@ enum class Texture { Zeros, Text, Noise, Mixed, Skewed };
 
 /// The same bytes for the same arguments.
 inline Bytes makeData(Texture texture, size_t size, uint32_t seed = 1) {
-    static const std::string kText = "the quick brown fox jumps over a lazy dog while nobody looks; ";
+    static const std::string text = "the quick brown fox jumps over a lazy dog while nobody looks; ";
     std::mt19937 random(seed);
     Bytes data(size);
     for (size_t i = 0; i < size; ++i) {
@@ -24,7 +24,7 @@ inline Bytes makeData(Texture texture, size_t size, uint32_t seed = 1) {
         case Texture::Zeros:
             break;
         case Texture::Text:
-            data[i] = static_cast<uint8_t>(kText[(i + (random() % 16 == 0)) % kText.size()]);
+            data[i] = static_cast<uint8_t>(text[(i + (random() % 16 == 0)) % text.size()]);
             break;
         case Texture::Skewed:
             data[i] = static_cast<uint8_t>(std::countr_zero(random()));

@@ -1,23 +1,21 @@
 #pragma once
 
-#include "archive/ByteBuffer.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
+#include "archive/deflate/ByteBuffer.h"
+
 struct libdeflate_compressor;
 
 namespace qvx {
 
-/// Bytes that the library compresses in one go. A part knows nothing of the one before it, so that small ones
+/// Bytes of a file that are one thread's work. A block knows nothing of the one before it, so that small ones
 /// compress less well; large ones leave little to do in parallel and take memory.
-constexpr size_t kPartSize = size_t{1} << 20;
-/// Bytes of a file that are one thread's work. Two parts, for their ends are sought together.
-constexpr size_t kBlockSize = 2 * kPartSize;
+constexpr size_t blockSize = size_t{1} << 20;
 /// The same near the end of a file, so that the threads end together.
-constexpr size_t kLateBlockSize = kPartSize / 2;
+constexpr size_t lateBlockSize = blockSize / 2;
 
 /// Where a block stands in its file.
 enum class BlockPlace {
@@ -32,7 +30,7 @@ public:
     /// Null when there is not enough memory.
     [[nodiscard]] static std::unique_ptr<BlockCompressor> create();
 
-    /// Compresses at most kBlockSize bytes into `output`, replacing what it holds. The pieces of one file,
+    /// Compresses at most blockSize bytes into `output`, replacing what it holds. The pieces of one file,
     /// joined in order, are one deflate stream: every inner piece ends on a byte and is not final, the last
     /// one is final. A block that does not shrink is carried in stored deflate blocks; an Only block that
     /// does not shrink is not wrapped at all: `output` is then the input, and the result is false.

@@ -12,6 +12,14 @@ static_assert(std::endian::native == std::endian::little, "BitReader loads words
 
 /// A deflate stream as a 64-bit window of its next bits, the lowest bit first. Past the end it reads zeros,
 /// and overrun() tells.
+///
+///      63        count_ count_-1          0
+///     +----------------+-------------------+
+///     |  ahead or 0    |  bits to be taken |     next_: the byte whose lowest bit stands at count_
+///     +----------------+-------------------+
+///
+/// What stands ahead of the bits that count is what the next refill puts there anyway, so it can be put there
+/// early and again: that is what lets a refill load a whole word without asking how much room there is.
 class BitReader {
 public:
     /// Borrows `stream`.
@@ -24,6 +32,7 @@ public:
         uint64_t word;
         std::memcpy(&word, stream_.data() + next_, sizeof word);
         bits_ |= word << count_;
+        // As many whole bytes count as have room: with 13 bits left, 6 bytes, and 13 | 56 is 13 + 48.
         next_ += (63 - count_) >> 3;
         count_ |= 56;
     }

@@ -1,4 +1,4 @@
-#include "upload/Archiver.h"
+#include "upload/DSYMZip.h"
 
 #include "platform/files/FileManager.h"
 #include "platform/text/String.h"
@@ -19,7 +19,7 @@ std::optional<std::string> archiverPath() {
     return std::nullopt;
 }
 
-bool makeArchive(std::string_view archiver, std::string_view source, std::string_view destination) {
+bool makeZip(std::string_view archiver, std::string_view source, std::string_view destination) {
     const std::vector<std::string> arguments{"-c", "-k", "--keepParent", std::string(source),
                                              std::string(destination)};
     if (NSTask::runTaskWithLaunchPath(archiver, arguments))

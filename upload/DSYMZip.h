@@ -12,7 +12,6 @@ std::optional<std::string> archiverPath();
 
 /// Packs the folder at `source` into the zip `destination`, whose top entry is the folder itself; false, with
 /// nothing left at `destination`, when that fails.
-[[nodiscard]] bool makeArchive(std::string_view archiver, std::string_view source,
-                               std::string_view destination);
+[[nodiscard]] bool makeZip(std::string_view archiver, std::string_view source, std::string_view destination);
 
 } // namespace qvx

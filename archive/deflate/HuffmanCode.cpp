@@ -1,4 +1,4 @@
-#include "archive/HuffmanCode.h"
+#include "archive/deflate/HuffmanCode.h"
 
 namespace qvx {
 
@@ -7,9 +7,9 @@ bool HuffmanCode::assign(std::span<const uint8_t> lengths, Symbol (*symbolFor)(s
     for (uint8_t length : lengths)
         ++counts_[length];
     counts_[0] = 0;
-    std::array<size_t, kMostBits + 2> place{}; // in sorted_, of the next symbol of each length
-    unsigned code = 0;                         // the first of each length
-    for (unsigned length = 1; length <= kMostBits; ++length) {
+    std::array<size_t, mostBits + 2> place{}; // in sorted_, of the next symbol of each length
+    unsigned code = 0;                        // the first of each length
+    for (unsigned length = 1; length <= mostBits; ++length) {
         place[length + 1] = place[length] + counts_[length];
         code += counts_[length];
         if (code > 1u << length)
@@ -28,7 +28,7 @@ bool HuffmanCode::assign(std::span<const uint8_t> lengths, Symbol (*symbolFor)(s
 
 Symbol HuffmanCode::first(uint64_t bits) const {
     unsigned code = 0, firstCode = 0, place = 0;
-    for (unsigned length = 1; length <= kMostBits; ++length, bits >>= 1) {
+    for (unsigned length = 1; length <= mostBits; ++length, bits >>= 1) {
         code |= static_cast<unsigned>(bits & 1);
         if (code < firstCode + counts_[length])
             return sorted_[place + code - firstCode];

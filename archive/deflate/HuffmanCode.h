@@ -18,11 +18,14 @@ struct Symbol {
     uint8_t extraBits = 0; ///< that follow the codeword
 };
 
-/// One of the canonical Huffman codes of RFC 1951, section 3.2.2. It may be incomplete.
+/// One of the canonical Huffman codes of RFC 1951, section 3.2.2: codewords of one length are consecutive
+/// numbers in the order of their symbols, and follow those of the length before, doubled. So the lengths are
+/// all there is to know. The symbols A to D with lengths 2, 1, 3, 3 have the codewords 10, 0, 110, 111;
+/// counts_ is 0, 1, 1, 2 and sorted_ is B, A, C, D. The code may be incomplete.
 class HuffmanCode {
 public:
-    static constexpr unsigned kMostBits = 15;
-    static constexpr size_t kMostSymbols = 288;
+    static constexpr unsigned mostBits = 15;
+    static constexpr size_t mostSymbols = 288;
 
     /// Takes the code over whose symbol n has a codeword of lengths[n] bits, none when that is 0, and is what
     /// `symbolFor(n)` says. False when the lengths are over-subscribed.
@@ -31,7 +34,7 @@ public:
     /// The symbol that `bits` start with; Unassigned when there is none. Goes bit by bit: for rare cases.
     [[nodiscard]] Symbol first(uint64_t bits) const;
 
-    /// Fills a table of 2^n entries, for any n up to kMostBits, that is looked up by the next n bits: with
+    /// Fills a table of 2^n entries, for any n up to mostBits, that is looked up by the next n bits: with
     /// `entryFor(symbol)`, and where the codeword is longer than n, or none, `otherwise`.
     template <class Entry, class EntryFor>
     void expand(std::span<Entry> table, Entry otherwise, EntryFor entryFor) const {
@@ -56,8 +59,8 @@ private:
         return result;
     }
 
-    std::array<uint16_t, kMostBits + 1> counts_{}; // of codewords, by length
-    std::array<Symbol, kMostSymbols> sorted_;      // by codeword, the shorter ones first
+    std::array<uint16_t, mostBits + 1> counts_{}; // of codewords, by length
+    std::array<Symbol, mostSymbols> sorted_;      // by codeword, the shorter ones first
 };
 
 } // namespace qvx
