@@ -1,11 +1,10 @@
+#include "macho/MachOFormat.h"
 #include "macho/QVXMachOSliceRecord.h"
 
 namespace qvx::macho {
 
 namespace {
 
-constexpr int32_t architecture64 = 0x01000000;
-constexpr int32_t architecture6432 = 0x02000000;
 constexpr int32_t any = -1;
 constexpr int32_t mc680x0 = 6;
 constexpr int32_t x86 = 7;
@@ -16,10 +15,6 @@ constexpr int32_t sparc = 14;
 constexpr int32_t i860 = 15;
 constexpr int32_t powerpc = 18;
 
-// Asks for the most general member of a CPU type.
-constexpr int32_t subtypeMultiple = -1;
-constexpr int32_t capabilityBits = static_cast<int32_t>(0xff000000);
-
 struct Architecture {
     const char* name;
     int32_t cputype;
@@ -28,7 +23,7 @@ struct Architecture {
 
 // The most general member of each CPU type stands before the others.
 constexpr Architecture architectures[] = {
-    {"any", any, subtypeMultiple},
+    {"any", any, CPU_SUBTYPE_MULTIPLE},
     {"little", any, 0},
     {"big", any, 1},
     {"i386", x86, 3},
@@ -39,8 +34,8 @@ constexpr Architecture architectures[] = {
     {"pentIIm3", x86, 54},
     {"pentIIm5", x86, 86},
     {"pentium4", x86, 10},
-    {"x86_64", x86 | architecture64, 3},
-    {"x86_64h", x86 | architecture64, 8},
+    {"x86_64", x86 | CPU_ARCH_ABI64, 3},
+    {"x86_64h", x86 | CPU_ARCH_ABI64, 8},
     {"arm", arm, 0},
     {"armv4t", arm, 5},
     {"armv6", arm, 6},
@@ -53,11 +48,11 @@ constexpr Architecture architectures[] = {
     {"armv6m", arm, 14},
     {"armv7m", arm, 15},
     {"armv7em", arm, 16},
-    {"arm64", arm | architecture64, 0},
-    {"arm64v8", arm | architecture64, 1},
-    {"arm64e", arm | architecture64, 2},
-    {"arm64_32", arm | architecture6432, 0},
-    {"arm64_32", arm | architecture6432, 1},
+    {"arm64", arm | CPU_ARCH_ABI64, 0},
+    {"arm64v8", arm | CPU_ARCH_ABI64, 1},
+    {"arm64e", arm | CPU_ARCH_ABI64, 2},
+    {"arm64_32", arm | CPU_ARCH_ABI64_32, 0},
+    {"arm64_32", arm | CPU_ARCH_ABI64_32, 1},
     {"ppc", powerpc, 0},
     {"ppc601", powerpc, 1},
     {"ppc603", powerpc, 3},
@@ -69,8 +64,8 @@ constexpr Architecture architectures[] = {
     {"ppc7400", powerpc, 10},
     {"ppc7450", powerpc, 11},
     {"ppc970", powerpc, 100},
-    {"ppc64", powerpc | architecture64, 0},
-    {"ppc970-64", powerpc | architecture64, 100},
+    {"ppc64", powerpc | CPU_ARCH_ABI64, 0},
+    {"ppc970-64", powerpc | CPU_ARCH_ABI64, 100},
     {"m68k", mc680x0, 1},
     {"m68040", mc680x0, 2},
     {"m68030", mc680x0, 3},
@@ -84,11 +79,11 @@ constexpr Architecture architectures[] = {
 } // namespace
 
 const char* QVXMachOSliceGetArchitectureName(const QVXMachOSlice* slice) {
-    const bool anyMember = slice->cpusubtype == subtypeMultiple;
+    const bool anyMember = slice->cpusubtype == CPU_SUBTYPE_MULTIPLE;
     for (const Architecture& architecture : architectures) {
         if (architecture.cputype != slice->cputype)
             continue;
-        if (anyMember || ((architecture.cpusubtype ^ slice->cpusubtype) & ~capabilityBits) == 0)
+        if (anyMember || ((architecture.cpusubtype ^ slice->cpusubtype) & ~CPU_SUBTYPE_MASK) == 0)
             return architecture.name;
     }
     return "unknown";

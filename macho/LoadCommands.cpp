@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "macho/MachOFormat.h"
 #include "platform/text/Format.h"
 #include "platform/text/String.h"
 
@@ -14,9 +15,9 @@ constexpr uint64_t commandHeaderSize = 8;
 
 // 0 when the magic is no Mach-O header's.
 uint64_t headerSize(std::optional<uint32_t> magic) {
-    if (magic == 0xfeedfaceU || magic == 0xcefaedfeU)
+    if (magic == MH_MAGIC || magic == MH_CIGAM)
         return 28;
-    if (magic == 0xfeedfacfU || magic == 0xcffaedfeU)
+    if (magic == MH_MAGIC_64 || magic == MH_CIGAM_64)
         return 32;
     return 0;
 }

@@ -9,17 +9,17 @@
 #include <cerrno>
 #include <cstring>
 
+#include "macho/MachOFormat.h"
+
 namespace qvx::macho {
 
 namespace {
 
-constexpr uint32_t fatMagic = 0xbebafeca;
-constexpr uint32_t fatMagicOtherOrder = 0xcafebabe;
 constexpr uint64_t fatHeaderSize = 8;
 constexpr uint64_t fatEntrySize = 20;
 
 bool isThinMagic(uint32_t magic) {
-    return magic == 0xfeedface || magic == 0xfeedfacf || magic == 0xcefaedfe || magic == 0xcffaedfe;
+    return magic == MH_MAGIC || magic == MH_MAGIC_64 || magic == MH_CIGAM || magic == MH_CIGAM_64;
 }
 
 int openForReading(const char* path) {
@@ -108,7 +108,7 @@ void QVXMachOEnumerateSlicesAtAddress(const void* image, const QVXMachOSliceVisi
     QVXMachOSlice slice{.startAddress = image, .readableSize = readableSize};
     const ByteReader reader = sliceReader(slice);
     const uint32_t magic = reader.read<uint32_t>(0).value_or(0);
-    if (magic == fatMagic || magic == fatMagicOtherOrder)
+    if (magic == FAT_MAGIC || magic == FAT_CIGAM)
         return enumerateFatEntries(image, readableSize, visitor);
     if (isThinMagic(magic)) {
         slice.cputype = reader.read<int32_t>(4).value_or(0);

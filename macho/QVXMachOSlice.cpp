@@ -2,17 +2,13 @@
 
 #include <utility>
 
+#include "macho/MachOFormat.h"
 #include "macho/Sections.h"
 #include "platform/text/String.h"
 
 namespace qvx {
 
 namespace {
-
-constexpr uint32_t loadDylib = 0xc;
-constexpr uint32_t uuidCommand = 0x1b;
-constexpr uint32_t versionMinimumMacOSX = 0x24;
-constexpr uint32_t versionMinimumIPhoneOS = 0x25;
 
 // Memory for the names of one slice, room for thousands of real ones. Without a limit a file of a few
 // megabytes whose fat entries all name the same bytes would take a hundred times its size.
@@ -34,17 +30,17 @@ QVXMachOSlice::QVXMachOSlice(const macho::QVXMachOSlice& slice) : slice_(slice) 
     uint64_t namesSize = 0;
     const auto decode = [&](uint32_t cmd, uint32_t /*cmdsize*/, const void* command) {
         switch (cmd) {
-        case versionMinimumMacOSX:
-        case versionMinimumIPhoneOS:
+        case macho::LC_VERSION_MIN_MACOSX:
+        case macho::LC_VERSION_MIN_IPHONEOS:
             if (const auto version = macho::QVXMachOGetMinimumOSVersion(command))
                 minimumOSVersion_ = *version;
             if (const auto version = macho::QVXMachOGetLinkedSDKVersion(command))
                 linkedSDKVersion_ = *version;
             break;
-        case loadDylib:
+        case macho::LC_LOAD_DYLIB:
             appendDylib(command, namesSize);
             break;
-        case uuidCommand:
+        case macho::LC_UUID:
             if (const uint8_t* bytes = macho::QVXMachOGetUUID(command))
                 uuid = bytes;
             break;

@@ -1,5 +1,7 @@
 #include "macho/QVXMachOSliceRecord.h"
 
+#include "macho/MachOFormat.h"
+
 namespace qvx::macho {
 
 QVXMachOSlice QVXMachOSliceWithHeader(const void* header) {
@@ -7,8 +9,7 @@ QVXMachOSlice QVXMachOSliceWithHeader(const void* header) {
 }
 
 bool QVXMachOSliceIs64Bit(const QVXMachOSlice* slice) {
-    constexpr int32_t architecture64 = 0x01000000;
-    return (slice->cputype & architecture64) != 0;
+    return (slice->cputype & CPU_ARCH_ABI64) != 0;
 }
 
 ByteReader sliceReader(const QVXMachOSlice& slice) {

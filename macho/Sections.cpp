@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "macho/LoadCommands.h"
+#include "macho/MachOFormat.h"
 
 namespace qvx::macho {
 
@@ -22,8 +23,8 @@ struct SegmentLayout {
     uint64_t sectionOffset;
 };
 
-constexpr SegmentLayout segment32{1, 48, 56, 68, 36, 40};
-constexpr SegmentLayout segment64{0x19, 64, 72, 80, 40, 48};
+constexpr SegmentLayout segment32{LC_SEGMENT, 48, 56, 68, 36, 40};
+constexpr SegmentLayout segment64{LC_SEGMENT_64, 64, 72, 80, 40, 48};
 
 bool nameIs(const ByteReader& reader, uint64_t offset, const char* name) {
     const std::byte* field = reader.bytes(offset, nameSize);
