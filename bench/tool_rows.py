@@ -17,7 +17,7 @@ from measure import Bench, Row, Run, Side, clear, megabytes, seconds, side_by_si
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tools"))
 
 import sample_app  # noqa: E402
-from local_service import SERVICE_HOSTS  # noqa: E402
+from service.server import SERVICE_HOSTS  # noqa: E402
 
 API_KEY = "0123456789abcdef0123456789abcdef01234567"
 UPLOAD_PATH = "/api/v3/platforms/ios/code_mappings"

@@ -18,9 +18,9 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
 
-from local_service import LocalService  # noqa: E402
-from service_behaviours import break_reply, redirect, refuse, reply, stall, tunnel  # noqa: E402
-from service_certificates import Flaw  # noqa: E402
+from service.behaviours import break_reply, redirect, refuse, reply, stall, tunnel  # noqa: E402
+from service.certificates import Flaw  # noqa: E402
+from service.server import LocalService  # noqa: E402
 
 JSON = [("Content-Type", "application/json")]
 PLIST = [("Content-Type", "application/x-plist")]

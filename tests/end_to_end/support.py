@@ -16,9 +16,9 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
 
 import llvm_truth  # noqa: E402
 import sample_app  # noqa: E402
-import service_behaviours as behaviours  # noqa: E402, F401
-from local_service import SERVICE_HOSTS, LocalService  # noqa: E402
-from service_certificates import Flaw  # noqa: E402, F401
+from service import behaviours  # noqa: E402, F401
+from service.certificates import Flaw  # noqa: E402, F401
+from service.server import SERVICE_HOSTS, LocalService  # noqa: E402
 
 API_HOST, UPLOAD_HOST = SERVICE_HOSTS
 API_KEY = "0123456789abcdef0123456789abcdef01234567"

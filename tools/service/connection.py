@@ -6,7 +6,7 @@ import ssl
 import struct
 import threading
 
-from service_exchange import Body
+from .exchange import Body
 
 CHUNK = 1 << 18
 HEAD_LIMIT = 1 << 20

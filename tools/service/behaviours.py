@@ -9,9 +9,9 @@ connection open after the whole body was read keeps it alive for the next reques
 import http
 from collections.abc import Callable, Iterable
 
-from service_certificates import Flaw
-from service_connection import Connection
-from service_exchange import Exchange, Headers
+from .certificates import Flaw
+from .connection import Connection
+from .exchange import Exchange, Headers
 
 ConnectBehaviour = Callable[[Connection, Callable], None]
 RequestBehaviour = Callable[[Connection, Exchange], None]
