@@ -46,6 +46,7 @@ private:
     std::optional<Error> submit(const std::shared_ptr<const Entry>& entry) {
         uint64_t offset = 0;
         do {
+            // An empty file is one block of no bytes, so that it comes out in its turn.
             const uint64_t rest = entry->size - offset;
             const size_t wanted = rest > lateSize ? blockSize : lateBlockSize;
             const auto length = static_cast<size_t>(std::min<uint64_t>(rest, wanted));

@@ -50,6 +50,7 @@ std::unique_ptr<BlockPipeline> BlockPipeline::start() {
             return nullptr;
         };
         if (!worker->compressor || ::pthread_create(&worker->thread, nullptr, run, worker.get()) != 0)
+            // Fewer threads are slower, no more: a container may allow few.
             break;
         pipeline->workers_.push_back(std::move(worker));
     }
@@ -106,6 +107,7 @@ void BlockPipeline::work(Worker& worker) {
         process(worker, slot.block);
         lock.lock();
         slot.done = true;
+        // Only the oldest is waited for, and the owner takes what is done behind it without sleeping.
         if (number == taken_)
             oldestDone_.notify_one();
     }

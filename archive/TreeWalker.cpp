@@ -163,6 +163,7 @@ std::optional<Error> TreeWalker::leaveFolder() {
     struct stat status;
     if (!parent || ::fstat(parent.get(), &status) != 0)
         return failure(errno);
+    // ".." of a folder that was moved leads elsewhere, and what lies there is not to be packed.
     if (status.st_dev != levels_.back().device || status.st_ino != levels_.back().inode)
         return archiveError(pathOf(name_), "Was moved while it was read");
     folder_ = std::move(parent);

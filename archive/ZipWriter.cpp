@@ -58,6 +58,7 @@ uint16_t nameFlag(const std::string& name) {
 uint32_t dosTime(int64_t seconds) {
     const time_t time = seconds;
     struct tm local = {};
+    // Local time, because the format has no zone: what other archivers write and unpackers expect.
     if (!::localtime_r(&time, &local) || local.tm_year < 80)
         return (1u << 5 | 1u) << 16;
     if (local.tm_year > 207)
@@ -88,6 +89,7 @@ void putCommon(Record record, const Entry& entry, ZipMethod method, bool zip64) 
 
 std::optional<Error> ZipWriter::begin(const Entry& entry, ZipMethod method) {
     method_ = method;
+    // Room for both sizes must stand in the local header before the compressed one is known.
     zip64Reserved_ = largestDeflatedSize(entry.size) >= most32;
     headerOffset_ = output_.size();
 
@@ -122,6 +124,7 @@ std::optional<Error> ZipWriter::end(const Entry& entry, uint32_t crc) {
         return error;
 
     std::vector<uint8_t> zip64;
+    // Only those that do not fit, in this order, which is how readers tell them apart (APPNOTE 4.5.3).
     for (uint64_t value : {entry.size, compressed, headerOffset_})
         if (value >= most32)
             Record(zip64).put64(value);

@@ -23,6 +23,7 @@ void verifyRequiredSettings(const Environment& environment) {
 }
 
 void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arguments) {
+    // A warning only: builds for a simulator have no dSYM, and fail later where one is needed.
     const std::string path = dSYMPath(environment);
     if (FileManager::fileExistsAtPath(path) || arguments.contains("no-warn-missing-dsym"))
         return;
@@ -40,6 +41,7 @@ void warnAboutMissingDSYM(const Environment& environment, const ArgumentSet& arg
 
 void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet& arguments) {
     verifyRequiredSettings(environment);
+    // After the settings, from which the path is made: a missing one would read as "(null)" in it.
     const std::string path = infoPlistPath(environment);
     if (!FileManager::fileExistsAtPath(path))
         failWithTitleAndReason(
@@ -54,6 +56,8 @@ void verifyEnvironmentIsValid(const Environment& environment, const ArgumentSet&
 }
 
 void verifyInfoPlistValuesAtPath(std::string_view path) {
+    // One message for a list that cannot be read and one without an identifier: what to do about it is the
+    // same.
     const platform::Dictionary* info = infoPlistAtPath(std::string(path));
     if (!info || info->string("CFBundleIdentifier").value_or("").empty())
         failWithTitleAndReason(
@@ -64,6 +68,8 @@ void verifyInfoPlistValuesAtPath(std::string_view path) {
 }
 
 void computePathToFramework(const Environment& environment) {
+    // Xcode runs build phases in the folder of the project and a scheme's actions elsewhere, without most
+    // settings. Compared as they stand first, since links are resolved by neither or by both.
     const std::optional<std::string> sourceRoot = environment.value("SRCROOT");
     const std::string current = FileManager::currentDirectoryPath();
     if (debugMode) {

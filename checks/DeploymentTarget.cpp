@@ -45,8 +45,10 @@ std::shared_ptr<QVXMachOBinary> checkDeploymentTarget(const Environment& environ
     const std::shared_ptr<QVXMachOBinary> executable = openExecutable(environment);
     if (!executable)
         return nullptr;
+    // Mac targets have no device family.
     const bool isIOS = environment.value("TARGETED_DEVICE_FAMILY").has_value();
     const auto& slices = executable->slices();
+    // One slice is enough: a build is refused as a whole.
     const bool unsupported = std::any_of(slices.begin(), slices.end(), [&](const auto& slice) {
         const macho::QVXMachOVersion& version = slice->minimumOSVersion();
         return isIOS ? iOSDeploymentTargetIsUnsupported(version, environment)
@@ -57,6 +59,8 @@ std::shared_ptr<QVXMachOBinary> checkDeploymentTarget(const Environment& environ
     return executable;
 }
 
+// Apps for iOS 13 and later carry a newer load command that is not read here, so their version is 0.0.0;
+// what the build settings say counts then.
 bool iOSDeploymentTargetIsUnsupported(const macho::QVXMachOVersion& minimumVersion,
                                       const Environment& environment) {
     if (minimumVersion.major != 0)
@@ -65,6 +69,9 @@ bool iOSDeploymentTargetIsUnsupported(const macho::QVXMachOVersion& minimumVersi
            minimumIOSMajor;
 }
 
+// Refuses more than it seems to, on purpose: Mac apps that were linked for 10.14 or later carry the newer
+// load command too, so that theirs is 0.0.0, and 11.0 has a minor version below 7. Whoever builds such an
+// app leaves EXECUTABLE_PATH out.
 bool OSXDeploymentTargetIsUnsupported(const macho::QVXMachOVersion& minimumVersion) {
     return minimumVersion.major < minimumOSXMajor || minimumVersion.minor < minimumOSXMinor;
 }

@@ -20,6 +20,8 @@ std::optional<platform::Applications::Handler> desktopApp() {
 
 bool isProcessNameInHierarchy(std::string_view name) {
     std::vector<std::string> names;
+    // Up to the first process. One that ended meanwhile counts as a child of that one, so the walk always
+    // ends.
     int identifier = platform::processIdentifier();
     while (true) {
         const platform::ProcessRecord record = platform::processRecord(identifier);
@@ -52,10 +54,12 @@ bool isQuorvexInstalled() {
     return application.has_value();
 }
 
+// The app reads build records from the version after 202 on; earlier ones take the build as a query.
 bool isQuorvexBuildPlistCompatible() {
     const auto application = desktopApp();
     if (!application || !application->bundle)
         return false;
+    // Put together as text: a folder whose URL has no slash at its end gives a path that does not exist.
     const auto url =
         platform::URL::initWithString(platform::format("%@Contents/Info.plist", *application->bundle));
     const std::optional<std::string> path = url ? url->path() : std::nullopt;
@@ -63,6 +67,8 @@ bool isQuorvexBuildPlistCompatible() {
     return info && info->integer("CFBundleVersion") > 202;
 }
 
+// Not a shell's rules: quotes are dropped wherever they stand, and a blank within them separates all the
+// same. Nothing here calls it; it is for callers of the class.
 std::vector<std::string> searchPathsToArray(std::string_view setting) {
     std::vector<std::string> pieces{""};
     for (const char character : setting) {

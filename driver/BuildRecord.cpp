@@ -19,6 +19,7 @@ void copySetting(Dictionary& record, const Environment& environment, const char*
 
 void copyInfoPlistValues(Dictionary& record, const Environment& environment) {
     const Dictionary* info = infoPlistAtPath(infoPlistPath(environment));
+    // As they are, whatever their type: a version may stand there as a number.
     for (const char* key : {"CFBundleShortVersionString", "CFBundleVersion", "CFBundleDisplayName",
                             "CFBundleName", "CFBundleIdentifier"}) {
         if (const Value* value = info ? info->find(key) : nullptr)
@@ -26,6 +27,8 @@ void copyInfoPlistValues(Dictionary& record, const Environment& environment) {
     }
 }
 
+// The whole environment, since the app works out later what it needs of it. It may hold secrets of the
+// build: the record is for its owner alone to read.
 Dictionary dictionaryOf(const Environment& environment) {
     Dictionary dictionary;
     for (const auto& [name, value] : environment.variables())
@@ -38,6 +41,7 @@ Dictionary dictionaryOf(const Environment& environment) {
 Dictionary buildRecord(const Environment& environment, std::string_view apiKey,
                        const std::vector<std::string>& dSYMs) {
     Dictionary record;
+    // The order is kept in the file; people compare records.
     for (const char* name : {"PLATFORM_NAME", "PROJECT_FILE_PATH", "CONFIGURATION", "XCODE_VERSION_ACTUAL",
                              "CODE_SIGN_IDENTITY", "SDKROOT"})
         copySetting(record, environment, name);

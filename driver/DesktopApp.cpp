@@ -17,6 +17,7 @@ using platform::URL;
 
 namespace {
 
+// What apps read that know no build record: every value in the URL itself.
 std::string legacyQuery(const Environment& environment, std::string_view apiKey) {
     std::string query;
     const auto append = [&query](std::string_view key, std::string_view value) {
@@ -39,6 +40,7 @@ std::string legacyQuery(const Environment& environment, std::string_view apiKey)
 }
 
 [[noreturn]] void sendToSignUpPage(const Environment& environment) {
+    // Reached when no app takes the URL: Xcode runs the tool on machines without it as well.
     if (const std::optional<URL> url = URL::initWithString(signUpURL)) {
         static_cast<void>(platform::Applications::openURL(*url));
         QVXLog(
@@ -54,6 +56,7 @@ std::string legacyQuery(const Environment& environment, std::string_view apiKey)
 
 } // namespace
 
+// The address and the identifier are part of the interface; the app finds both in the record.
 void sendDataToMacApp(const std::optional<std::string>& buildPlistPath, const Environment& environment,
                       std::string_view apiKey, std::string_view /*apiBaseURL*/,
                       const std::optional<std::string>& /*bundleIdentifier*/, bool legacy) {

@@ -31,11 +31,14 @@ std::string makeBuildFolder(std::string_view apiBaseURL) {
 
 void handOffRoad(const platform::Environment& environment, std::string_view apiKey,
                  std::string_view apiBaseURL) {
+    // A folder for each build, because the app takes its time: the next build must not change what it reads.
     const std::string buildFolder = makeBuildFolder(apiBaseURL);
     const std::vector<std::string> dSYMs =
         cacheDSYMsAtPath(environment.value("BUILT_PRODUCTS_DIR").value_or(""), buildFolder);
     const platform::Dictionary record = buildRecord(environment, apiKey, dSYMs);
+    // From the record, where a list that cannot be read left it out.
     const std::optional<std::string> bundleIdentifier = record.string("CFBundleIdentifier");
+    // Asked after copying: an app that is too old for the record finds the copies by the query.
     if (!isQuorvexBuildPlistCompatible()) {
         sendDataToMacApp(std::nullopt, environment, apiKey, apiBaseURL, bundleIdentifier, true);
         return;

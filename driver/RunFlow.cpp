@@ -21,11 +21,13 @@ void writeArtifact(const Environment& environment, std::string_view apiKey) {
     const std::string path = environment.value("QUORVEX_ARTIFACT_PATH")
                                  .value_or(platform::stringByAppendingPathComponent(
                                      environment.value("BUILT_PRODUCTS_DIR").value_or(""), "quorvex.plist"));
+    // Not worth a failed build: whoever reads the artifact sees that it is missing.
     if (platform::writeToFileAtomically({{"QuorvexAPIKey", apiKey}}, path))
         QVXLog("Failed to write data to artifact path %@\n\n", path);
 }
 
 bool takesHandOffRoad() {
+    // A build server may have the app installed, and nobody who sits in front of it.
     if (isBotsDaemonInProcessHierarchy())
         return false;
     return isQuorvexInstalled() || isXcodeInProcessHierarchy();
@@ -33,6 +35,8 @@ bool takesHandOffRoad() {
 
 int directRoad(const Environment& environment, const std::shared_ptr<QVXMachOBinary>& appBinary,
                std::string_view apiKey, std::string_view buildSecret) {
+    // The service takes symbols of builds that it was not told of, so a report that failed stops nothing. It
+    // counts as the last attempt: no second one is made.
     static_cast<void>(buildConfigure(environment, apiKey, buildSecret, true, true));
     if (uploadDSYM(environment, appBinary, apiKey, buildSecret, false))
         return 0;
@@ -43,9 +47,11 @@ int directRoad(const Environment& environment, const std::shared_ptr<QVXMachOBin
 
 int runFlow(std::string_view apiKey, std::string_view buildSecret, const ArgumentSet& arguments) {
     const Environment environment = Environment::ofProcess();
+    // Before the checks, which is why it must not mind what they find.
     const std::string apiBaseURL = endpoint(environment);
     verifyEnvironmentIsValid(environment, arguments);
     computePathToFramework(environment);
+    // Stays open until the end: its UUIDs are what the upload is filed under.
     const std::shared_ptr<QVXMachOBinary> appBinary = checkDeploymentTarget(environment);
     writeArtifact(environment, apiKey);
     if (takesHandOffRoad()) {

@@ -12,6 +12,7 @@
 
 namespace {
 
+// As the platform reads any default: the pair `-debug YES` wherever it stands, else what the user stored.
 void setDebugMode(int argc, const char* const* argv) {
     const auto debug = qvx::platform::userDefault("debug", argc, argv);
     if (debug && qvx::platform::isTrue(*debug))
@@ -21,11 +22,14 @@ void setDebugMode(int argc, const char* const* argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // First of all: a build system may start programs with a descriptor closed, and the first file that is
+    // opened would become standard output.
     qvx::platform::openMissingStandardDescriptors();
     qvx::platform::reportUncaughtExceptions();
     qvx::platform::Termination::installHandlers("error: Vendra: A file became shorter or unreadable while it "
                                                 "was read. Make sure the Vendra run script "
                                                 "build phase is the last build phase.\n");
+    // The first line of every run, before anything can fail: it tells which tool a build log is about.
     qvx::platform::NSLog("Vendra.framework/run %@", qvx::toolDisplayVersion());
     if (argc < 2)
         qvx::failWithTitleAndReason(
@@ -38,6 +42,7 @@ int main(int argc, char** argv) {
     if (!apiKey)
         qvx::failWithTitleAndReason(
             "Configuration Issue",
+            // Misspelt on purpose: the text is an interface, and logs are searched for it.
             "Venrda API key not valid. Your Vendra run script build phase should contain your API key:\n"
             "./Vendra.framework/run YOUR_API_KEY YOUR_BUILD_SECRET\n\n");
     const std::string buildSecret = qvx::buildSecretFromArguments(argc, argv);

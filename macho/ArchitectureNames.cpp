@@ -51,6 +51,7 @@ constexpr Architecture architectures[] = {
     {"arm64", arm | CPU_ARCH_ABI64, 0},
     {"arm64v8", arm | CPU_ARCH_ABI64, 1},
     {"arm64e", arm | CPU_ARCH_ABI64, 2},
+    // Twice, as the published table has it: both subtypes print the same.
     {"arm64_32", arm | CPU_ARCH_ABI64_32, 0},
     {"arm64_32", arm | CPU_ARCH_ABI64_32, 1},
     {"ppc", powerpc, 0},
@@ -83,6 +84,8 @@ const char* QVXMachOSliceGetArchitectureName(const QVXMachOSlice* slice) {
     for (const Architecture& architecture : architectures) {
         if (architecture.cputype != slice->cputype)
             continue;
+        // Capability bits stand in the same word (arm64e sets one for its pointer signing) and do not make
+        // another architecture.
         if (anyMember || ((architecture.cpusubtype ^ slice->cpusubtype) & ~CPU_SUBTYPE_MASK) == 0)
             return architecture.name;
     }

@@ -11,6 +11,7 @@ namespace qvx::macho {
 
 namespace {
 
+// Two words: the type and the size of the whole command.
 constexpr uint64_t commandHeaderSize = 8;
 
 // 0 when the magic is no Mach-O header's.
@@ -44,10 +45,13 @@ void QVXMachOSliceEnumerateLoadCommands(QVXMachOSlice* slice, const QVXMachOLoad
     const uint64_t firstCommand = headerSize(image.read<uint32_t>(0));
     if (firstCommand == 0)
         return;
+    // Those of a fat header may differ from the image's own, which is what runs.
     slice->cputype = image.read<int32_t>(4).value_or(slice->cputype);
     slice->cpusubtype = image.read<int32_t>(8).value_or(slice->cpusubtype);
     const uint32_t count = std::min(image.read<uint32_t>(16).value_or(0), maximumCommands);
 
+    // Bounded by what linkers write and not by the header's own sizeofcmds: hostile files lie in both, and
+    // sound ones need neither.
     const ByteReader commands = image.first(firstCommand + maximumCommandBytes);
     uint64_t offset = firstCommand;
     for (uint32_t number = 0; number < count; ++number) {
@@ -56,6 +60,8 @@ void QVXMachOSliceEnumerateLoadCommands(QVXMachOSlice* slice, const QVXMachOLoad
             return;
         const uint32_t cmd = commands.read<uint32_t>(offset).value_or(0);
         const uint32_t cmdsize = commands.read<uint32_t>(offset + 4).value_or(0);
+        // A size of 0 passes, and the command is seen as often as the header counts commands; the limit
+        // above ends it.
         if (!commands.contains(offset, cmdsize))
             return;
         visitor(cmd, cmdsize, command);
@@ -69,6 +75,8 @@ const uint8_t* QVXMachOGetUUID(const void* command) {
 
 std::optional<std::string_view> QVXMachOGetDylibPath(const void* command) {
     const ByteReader reader = commandReader(command);
+    // Counted from the command's first byte, so an offset below 24 points into the command's own fields;
+    // tolerated, it is bytes all the same.
     const std::optional<uint32_t> offset = reader.read<uint32_t>(8);
     if (!offset || !reader.contains(*offset, 1))
         return std::nullopt;

@@ -27,6 +27,8 @@ std::string QVXMachOBinary::hashNSString(std::string_view text) {
 
 QVXMachOBinary::QVXMachOBinary(platform::URL url, const macho::QVXMachOFile& file)
     : url_(std::move(url)), file_(file) {
+    // Once, when it is opened: the file may be replaced while the object lives, and the mapping stays the
+    // old one.
     macho::QVXMachOFileEnumerateSlices(&file_, [this](const macho::QVXMachOSlice* slice) {
         slices_.push_back(QVXMachOSlice::initWithSlice(slice));
     });
@@ -43,6 +45,7 @@ std::string QVXMachOBinary::path() const {
 const std::string& QVXMachOBinary::instanceIdentifier() const {
     if (!instanceIdentifier_) {
         auto sorted = slices_;
+        // Sorted, so that the same slices give the same identifier in whatever order they were joined.
         std::ranges::stable_sort(sorted, {}, [](const auto& slice) { return slice->architectureName(); });
         std::string text;
         for (const auto& slice : sorted)

@@ -41,6 +41,7 @@ bool mapDescriptor(QVXMachOFile& file) {
     if (status.st_size < 16 || (status.st_mode & regularBit) == 0)
         return false;
     file.mappedFile = ::mmap(nullptr, file.mappedSize, PROT_READ, MAP_SHARED, file.fd, 0);
+    // Shared, so that the pages are the cache's own; nothing here writes.
     return file.mappedFile != nullptr && file.mappedFile != MAP_FAILED;
 }
 
@@ -65,6 +66,7 @@ void enumerateFatEntries(const void* image, uint64_t readableSize, const QVXMach
             .startAddress = start,
             .cputype = static_cast<int32_t>(swapped(reader.read<uint32_t>(entry))),
             .cpusubtype = static_cast<int32_t>(swapped(reader.read<uint32_t>(entry + 4))),
+            // 0 means that nobody knows: an image in memory is read as far as it says itself.
             .readableSize = readableSize != 0 ? size : 0,
         };
         visitor(&slice);
@@ -76,6 +78,8 @@ void enumerateFatEntries(const void* image, uint64_t readableSize, const QVXMach
 bool QVXMachOFileInitWithPath(QVXMachOFile* file, const char* path) {
     if (file == nullptr || path == nullptr)
         return false;
+    // An Init that fails leaves a record that is nobody's to destroy: Destroy would close a descriptor that
+    // others may have by then.
     *file = {.fd = 0, .mappedSize = 0, .mappedFile = nullptr};
     file->fd = openForReading(path);
     if (file->fd < 0)
@@ -108,6 +112,8 @@ void QVXMachOEnumerateSlicesAtAddress(const void* image, const QVXMachOSliceVisi
     QVXMachOSlice slice{.startAddress = image, .readableSize = readableSize};
     const ByteReader reader = sliceReader(slice);
     const uint32_t magic = reader.read<uint32_t>(0).value_or(0);
+    // A Java class begins with the same word; what it counts as entries does not lie in the file, so it has
+    // no slices.
     if (magic == FAT_MAGIC || magic == FAT_CIGAM)
         return enumerateFatEntries(image, readableSize, visitor);
     if (isThinMagic(magic)) {
@@ -120,6 +126,7 @@ void QVXMachOEnumerateSlicesAtAddress(const void* image, const QVXMachOSliceVisi
 QVXMachOSlice QVXMachOFileSliceWithArchitectureName(const QVXMachOFile* file, const char* name) {
     QVXMachOSlice result;
     QVXMachOFileEnumerateSlices(file, [&](const QVXMachOSlice* slice) {
+        // No break: the last one of a name counts.
         if (std::strcmp(QVXMachOSliceGetArchitectureName(slice), name) == 0)
             result = *slice;
     });

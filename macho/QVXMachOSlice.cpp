@@ -32,6 +32,8 @@ QVXMachOSlice::QVXMachOSlice(const macho::QVXMachOSlice& slice) : slice_(slice) 
         switch (cmd) {
         case macho::LC_VERSION_MIN_MACOSX:
         case macho::LC_VERSION_MIN_IPHONEOS:
+            // The last command counts, and one that is too short changes nothing. LC_BUILD_VERSION, which
+            // linkers write for newer targets, is not read: what the checks make of such apps is settled.
             if (const auto version = macho::QVXMachOGetMinimumOSVersion(command))
                 minimumOSVersion_ = *version;
             if (const auto version = macho::QVXMachOGetLinkedSDKVersion(command))
@@ -41,6 +43,7 @@ QVXMachOSlice::QVXMachOSlice(const macho::QVXMachOSlice& slice) : slice_(slice) 
             appendDylib(command, namesSize);
             break;
         case macho::LC_UUID:
+            // Kept as bytes until the walk is over: only the last one is worth making a text of.
             if (const uint8_t* bytes = macho::QVXMachOGetUUID(command))
                 uuid = bytes;
             break;

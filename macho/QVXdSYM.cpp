@@ -31,10 +31,12 @@ std::shared_ptr<QVXdSYM> QVXdSYM::initWithURL(const platform::URL& url) {
     const std::string folder = platform::stringByAppendingPathComponent(*path, "Contents/Resources/DWARF");
     if (!platform::FileManager::isDirectoryAtPath(folder))
         return nullptr;
+    // The first is the only one in a dSYM that a build made.
     const std::optional<std::string> entry = platform::FileManager::firstEntryBelowDirectory(folder);
     if (!entry)
         return nullptr;
     const std::string executable = platform::stringByAppendingPathComponent(folder, *entry);
+    // Also without a binary: a dSYM whose file cannot be opened still has a bundle to ask.
     return std::shared_ptr<QVXdSYM>(
         new QVXdSYM(std::move(bundle), QVXMachOBinary::MachOBinaryWithPath(executable)));
 }
@@ -43,6 +45,7 @@ QVXdSYM::QVXdSYM(std::shared_ptr<platform::Bundle> bundle, std::shared_ptr<QVXMa
     : bundle_(std::move(bundle)), binary_(std::move(binary)) {}
 
 std::optional<std::string> QVXdSYM::bundleIdentifier() const {
+    // What dsymutil puts before the identifier of the binary that the symbols are for.
     constexpr std::string_view prefix = "com.apple.xcode.dsym.";
     std::optional<std::string> identifier = bundle_->bundleIdentifier();
     if (identifier && identifier->starts_with(prefix))

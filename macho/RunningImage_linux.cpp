@@ -2,6 +2,8 @@
 
 namespace qvx::macho {
 
+// No image here is a Mach-O file, so there is no header to give; callers take the null as they take any
+// other.
 QVXMachOSlice QVXMachOSliceGetCurrent() {
     return {};
 }

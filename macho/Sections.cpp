@@ -23,6 +23,7 @@ struct SegmentLayout {
     uint64_t sectionOffset;
 };
 
+// Offsets in segment_command and section, and their 64-bit forms.
 constexpr SegmentLayout segment32{LC_SEGMENT, 48, 56, 68, 36, 40};
 constexpr SegmentLayout segment64{LC_SEGMENT_64, 64, 72, 80, 40, 48};
 
@@ -52,6 +53,7 @@ const void* sectionData(const ByteReader& image, const ByteReader& segment, uint
     if (is64Bit)
         size = segment.read<uint64_t>(section + layout.sectionSize);
     const auto offset = segment.read<uint32_t>(section + layout.sectionOffset);
+    // By file offset, not by address: the file is mapped as it lies on disk.
     return size && offset ? image.bytes(*offset, *size) : nullptr;
 }
 

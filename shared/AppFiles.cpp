@@ -12,6 +12,7 @@ namespace qvx {
 using platform::Environment;
 
 std::string infoPlistPath(const Environment& environment) {
+    // Joined as text: a setting that is missing shows as "(null)" in the message about the path.
     return platform::format("%@/%@", environment.value("BUILT_PRODUCTS_DIR"),
                             environment.value("INFOPLIST_PATH"));
 }

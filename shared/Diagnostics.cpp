@@ -16,6 +16,7 @@ void logText(std::string_view text) {
 
 void QVXLogXcodeWarningAtPathNonVariadic(const std::optional<std::string>& path, uint64_t line,
                                          std::string_view message) {
+    // Xcode shows a line that begins like a compiler's at its place in the source.
     const std::string location =
         path && !path->empty() ? platform::format("%@:%tu: ", *path, line) : std::string();
     logText(platform::format("%swarning: %s\n", location, message));

@@ -7,6 +7,8 @@ namespace qvx {
 namespace {
 
 std::string infoText(const char* key) {
+    // What is built into the program, not what lies beside it: a tool that was copied out of its framework
+    // still tells the truth.
     return platform::Bundle::mainBundle().infoDictionary().string(key).value_or("");
 }
 

@@ -21,6 +21,7 @@ std::shared_ptr<QVXWebRequest> makeReport(const Environment& environment, std::s
     std::shared_ptr<QVXWebRequest> request = QVXWebRequest::requestWithMethod("POST", path);
     addClientHeaders(*request, apiKey);
     request->addValueForFormField(info.string("CFBundleDisplayName"), "app_name");
+    // There in every report; empty tells of a developer's machine.
     request->addValueForFormField(fromBuildServer ? "build server" : "", "tool_details");
     if (!buildSecret.empty())
         request->addValueForHTTPHeaderField(std::string(buildSecret), "X-Quorvex-Build-Secret");
@@ -39,6 +40,9 @@ void logFailure(const QVXWebResponse& response) {
 bool buildConfigure(const Environment& environment, std::string_view apiKey, std::string_view buildSecret,
                     bool fromBuildServer, bool lastAttempt) {
     const auto request = makeReport(environment, apiKey, buildSecret, fromBuildServer);
+    // One for each attempt: the second runs in the completion of the first, whose client is busy until that
+    // returns. The base URL was checked when this was configured. The endpoint of the Info.plist is not
+    // asked: it names the caches folder of the other road.
     const auto client = QVXWebClient::initWithURL(*platform::URL::initWithString(apiBaseURL));
     bool accepted = false;
     client->syncStartRequest(request, [&](const std::shared_ptr<QVXWebResponse>& response) {

@@ -16,10 +16,13 @@ namespace FileManager = platform::FileManager;
 
 std::string cacheDirectory(std::string_view endpoint) {
     std::string path = platform::cachesDirectory();
+    // The app's folder, not the tool's: it is the app that removes what it has read. The service's address
+    // keeps builds for a service of one's own apart, hashed because it holds slashes.
     for (const std::string& component :
          {std::string("com.quorvex.mac"), MD5(endpoint), std::string("builds")})
         path = stringByAppendingPathComponent(path, component);
     if (const auto error = FileManager::createDirectoryWithIntermediates(path)) {
+        // Goes on: what is to be written there fails with a message that says which file.
         NSLog("ERROR: unable to write directory for object store.");
         NSLog("%@", error);
     }
@@ -38,6 +41,8 @@ std::vector<std::string> cacheDSYMsAtPath(std::string_view sourceDirectory,
         if (platform::pathExtension(name) != "dSYM")
             continue;
         const std::string destination = stringByAppendingPathComponent(destinationDirectory, name);
+        // Listed before it is copied; a copy that fails ends the run, so that no list is ever sent without
+        // one.
         copies.push_back(destination);
         if (const auto error = FileManager::copyItemAtPath(
                 stringByAppendingPathComponent(sourceDirectory, name), destination)) {

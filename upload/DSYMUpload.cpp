@@ -40,6 +40,7 @@ std::string addExecutables(QVXWebRequest& request, const std::shared_ptr<QVXMach
     if (!appBinary)
         return uuidLog;
     appBinary->enumerateUUIDs([&](const std::optional<std::string>& uuid, const std::string& architecture) {
+        // A binary without one was linked in an odd way; its other slices are still worth sending.
         if (!uuid) {
             QVXLog("Unable to extract uuid-architecture pairs from binary %@", appBinary->path());
             return;
@@ -83,10 +84,12 @@ void removeZip(std::string_view zipPath) {
 bool judge(const QVXWebResponse& response, const std::optional<std::string>& fileName,
            std::string_view uuidLog, bool lastAttempt) {
     const uint64_t status = response.statusCode();
+    // Below 301 on purpose: what does not name another place counts as taken.
     if (status >= 200 && status < 301) {
         QVXLog("%@ uploaded statusCode %i\n%@", fileName, status, uuidLog);
         return true;
     }
+    // The second attempt tells; two messages would read as two faults.
     if (!lastAttempt)
         return false;
     if (response.error())
@@ -104,6 +107,8 @@ bool uploadDSYM(const Environment& environment, const std::shared_ptr<QVXMachOBi
     const std::string uuidLog = addExecutables(*request, appBinary);
 
     const std::string bundlePath = dSYMPath(environment);
+    // Beside the dSYM, where there is room for it and the build may write; unique, since two builds may
+    // share the folder.
     const std::string zipName = platform::globallyUniqueString() + ".zip";
     const std::string zipPath =
         platform::format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), zipName);
@@ -114,6 +119,8 @@ bool uploadDSYM(const Environment& environment, const std::shared_ptr<QVXMachOBi
     const auto client = QVXWebClient::initWithURL(*platform::URL::initWithString(codeMappingUploadBaseURL));
     bool uploaded = false;
     client->syncStartRequest(request, [&](const std::shared_ptr<QVXWebResponse>& response) {
+        // In the completion: nothing reads it any more, and the answer may be followed by another attempt
+        // with a zip of its own.
         removeZip(zipPath);
         uploaded = judge(*response, environment.value("DWARF_DSYM_FILE_NAME"), uuidLog, lastAttempt);
     });

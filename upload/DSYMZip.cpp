@@ -12,6 +12,7 @@ namespace FileManager = platform::FileManager;
 std::optional<std::string> archiverPath() {
     const std::string own =
         platform::stringByAppendingPathComponent(platform::Bundle::mainBundle().bundlePath(), "ditto");
+    // The system's first: on a Mac it keeps attributes that ours knows nothing of.
     for (const std::string& path : {std::string("/usr/bin/ditto"), own}) {
         if (FileManager::fileExistsAtPath(path))
             return path;

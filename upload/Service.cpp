@@ -14,6 +14,7 @@ using platform::Environment;
 
 namespace {
 
+// The tool's, not the developer's: it tells the service which program speaks, and is the same for everybody.
 constexpr const char* developerToken = "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90";
 
 } // namespace
@@ -21,6 +22,7 @@ constexpr const char* developerToken = "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90
 std::string endpoint(const Environment& environment) {
     const platform::Dictionary* info = infoPlistAtPath(infoPlistPath(environment));
     const std::optional<std::string> configured = info ? info->string("QuorvexAPIEndpoint") : std::nullopt;
+    // Only the folder of the caches hangs on it; no request goes there.
     return configured.value_or(apiBaseURL);
 }
 

@@ -10,6 +10,8 @@ namespace qvx {
 
 using platform::HeaderFields;
 
+/// Outlives the client: an exchange that is under way keeps it, so that its completion still runs when the
+/// caller has let the client go.
 /// Everything but `url` is touched on the queue only.
 struct QVXWebClient::State : std::enable_shared_from_this<State> {
     std::shared_ptr<QVXWebClientTransaction> prepare(const std::shared_ptr<QVXWebRequest>& request);
@@ -23,12 +25,15 @@ struct QVXWebClient::State : std::enable_shared_from_this<State> {
 
 std::shared_ptr<QVXWebClientTransaction>
 QVXWebClient::State::prepare(const std::shared_ptr<QVXWebRequest>& request) {
+    // A URL that the caller gave counts, and so does the path of a request that was sent before: its URL
+    // stands already.
     if (!request->URL() && request->path()) {
         request->setURL(url ? platform::URL::initWithString(*request->path(), *url)
                             : platform::URL::initWithString(*request->path()));
     }
     request->addHeaders(headers);
     auto transaction = QVXWebClientTransaction::transactionWithRequest(request);
+    // The client owns what is under way: a transaction has no other owner while it waits for the network.
     connections.insert(transaction);
     return transaction;
 }
@@ -38,8 +43,10 @@ void QVXWebClient::State::start(const std::shared_ptr<QVXWebRequest>& request, C
         const auto transaction = self->prepare(request);
         transaction->startWithCompletionHandler(
             [self, transaction, completion](const std::shared_ptr<QVXWebResponse>& response) {
+                // Not on the queue: a completion may well start the next request and wait for it.
                 platform::dispatchGlobal([self, transaction, completion, response] {
                     completion(response);
+                    // Only now, since the response that the completion reads belongs to the transaction.
                     self->queue.async([self, transaction] { self->connections.erase(transaction); });
                 });
             });
@@ -53,6 +60,7 @@ QVXWebClient::Completion expecting(uint64_t status, QVXWebClient::Completion com
     return [status, completion = std::move(completion)](const std::shared_ptr<QVXWebResponse>& response) {
         if (!completion)
             return;
+        // An error says more than a status that was never sent.
         if (!response->error() && response->statusCode() != status)
             response->setError(QVXWebClientError(QVXWebClientUnexpectedStatus));
         completion(response);
@@ -87,6 +95,7 @@ void QVXWebClient::startRequest(const std::shared_ptr<QVXWebRequest>& request, u
 void QVXWebClient::syncStartRequest(const std::shared_ptr<QVXWebRequest>& request,
                                     const Completion& completion) {
     const std::shared_ptr<State> state = state_; // the completion may drop the client
+    // On the queue for the whole exchange: that is what keeps requests of one client one behind the other.
     state->queue.sync([&] {
         const auto transaction = state->prepare(request);
         transaction->syncStartWithCompletionHandler([&](const std::shared_ptr<QVXWebResponse>& response) {
@@ -111,6 +120,7 @@ void QVXWebClient::getPath(std::string_view path, Completion completion) {
 }
 
 void QVXWebClient::getURL(const platform::URL& url, Completion completion) {
+    // The request is made on the queue, like everything that touches the headers.
     state_->queue.async([state = state_, url, completion = std::move(completion)] {
         const auto request = QVXWebRequest::requestWithMethod("GET", url.relativePath().value_or(""));
         request->setURL(url);
@@ -137,6 +147,8 @@ std::optional<platform::Value> QVXWebClient::decodeJSON(const platform::Data& da
 }
 
 void QVXWebClient::encodeJSON(const platform::Value&) {
+    // The line number is that of the published sources: it stands in logs that people search for, and stays
+    // whatever happens to this file. So do the others that are handed to assertionFailed.
     platform::assertionFailed("0 && \"encodeJSON: isn't implemented yet\"", "+[QVXWebClient encodeJSON:]",
                               "QVXWebClient/QVXWebClient/QVXWebClient", 58);
 }

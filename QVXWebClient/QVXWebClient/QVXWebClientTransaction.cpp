@@ -11,12 +11,16 @@ namespace qvx {
 
 namespace {
 
+// What assertions print. File, function and line are an interface, as texts are: people find them in logs,
+// so they name where the check once stood, not where it stands here.
 constexpr const char* sourceFile = "QVXWebClient/QVXWebClient/QVXWebClientTransaction";
 
 } // namespace
 
 platform::Error QVXWebClientError(int code) {
     return {QVXWebClientErrorDomain, code,
+            // The text that the platform makes of a domain without texts of its own, its apostrophe
+            // included.
             platform::format("The operation couldn’t be completed. (%@ error %i.)", QVXWebClientErrorDomain,
                              code)};
 }
@@ -42,6 +46,7 @@ void QVXWebClientTransaction::startWithCompletionHandler(CompletionHandler handl
 }
 
 void QVXWebClientTransaction::syncStartWithCompletionHandler(CompletionHandler handler) {
+    // Set first, so that a second start replaces the handler even when it then stops the process.
     completionHandler_ = std::move(handler);
     if (connection_)
         platform::assertionFailed(
@@ -50,11 +55,14 @@ void QVXWebClientTransaction::syncStartWithCompletionHandler(CompletionHandler h
 }
 
 void QVXWebClientTransaction::startConnection() {
+    // Made before the check, as form data are: a request that is started twice fails with its body built.
     platform::URLRequest request = request_->URLRequest();
     if (connection_)
         platform::assertionFailed("_connection == nil", "-[QVXWebClientTransaction startConnection]",
                                   sourceFile, 88);
     response_->setRequestURL(request.URL);
+    // The connection keeps its delegate, this transaction, until it has told the end; the transaction keeps
+    // the connection. The circle ends there.
     connection_ = std::make_unique<platform::URLConnection>(std::move(request), shared_from_this());
     connection_->start();
 }
@@ -64,8 +72,11 @@ void QVXWebClientTransaction::syncStartConnection() {
     if (connection_)
         platform::assertionFailed("_connection == nil", "-[QVXWebClientTransaction syncStartConnection]",
                                   sourceFile, 113);
+    // Without the content type, so that a synchronous body is always the bytes as they came. Deliberate: the
+    // asynchronous half alone decodes.
     response_->setRequestURL(request.URL);
     platform::URLReply reply = platform::sendSynchronousRequest(request);
+    // All three, whatever there is: a reply that broke off has a status and some bytes beside its error.
     response_->setError(std::move(reply.error));
     response_->appendData(reply.data);
     if (reply.response) {
@@ -75,10 +86,13 @@ void QVXWebClientTransaction::syncStartConnection() {
     complete();
 }
 
+// The delegate is called on the main thread. Everything that it tells goes through the queue, on which alone
+// the response is changed, so that the parts of a reply cannot overtake each other.
 void QVXWebClientTransaction::connectionDidReceiveResponse(const platform::HTTPURLResponse& response) {
     queue_.async([self = shared_from_this(), response] {
         self->response_->setStatusCode(response.statusCode);
         self->response_->setResponseHeaders(response.allHeaderFields);
+        // Found anywhere in the field, since a character set may stand behind the type.
         const std::string type = response.allHeaderFields.value("Content-Type").value_or("");
         if (type.find("application/x-plist") != std::string::npos)
             self->contentType_ = ContentType::propertyList;
@@ -107,6 +121,8 @@ void QVXWebClientTransaction::connectionDidFinishLoading() {
     queue_.async([self = shared_from_this()] { self->complete(); });
 }
 
+// The asynchronous half only: `run` sends its requests one at a time and waits for each. Certificates are
+// checked before anybody asks here, so the handler can refuse a server, not trust one.
 bool QVXWebClientTransaction::connectionCanAuthenticateAgainstProtectionSpace(
     const std::optional<platform::ProtectionSpace>& space) {
     bool answer = false;
@@ -132,6 +148,7 @@ std::optional<platform::Value> QVXWebClientTransaction::objectFromReceivedData()
         platform::Result<platform::Value> list = platform::propertyListWithData(data);
         if (list)
             return std::move(*list);
+        // What went wrong first is what is told.
         if (!response_->error())
             response_->setError(list.error());
         return std::nullopt;
@@ -144,6 +161,7 @@ void QVXWebClientTransaction::complete() {
         platform::assertionFailed("_completionHandler", "-[QVXWebClientTransaction complete]", sourceFile,
                                   192);
     response_->setBody(objectFromReceivedData());
+    // Dropped after its call: it usually holds the client, which holds this transaction.
     completionHandler_(response_);
     completionHandler_ = nullptr;
 }

@@ -16,6 +16,8 @@ namespace {
 /// The default application for the scheme of `url`. Looked up once in the life of the process.
 const std::optional<DesktopEntry>& applicationFor(const URL& url) {
     static std::map<std::string, std::optional<DesktopEntry>> applications;
+    // The Shared MIME-info standard's name for a scheme; desktop files register for it as for a type of
+    // files.
     const std::string type = "x-scheme-handler/" + url.scheme().value_or("");
     const auto [found, isNew] = applications.try_emplace(type);
     if (isNew)
@@ -41,11 +43,14 @@ std::optional<Handler> applicationForURL(const URL& url) {
     const std::optional<DesktopEntry>& application = applicationFor(url);
     if (!application)
         return std::nullopt;
+    // Links resolved first: commands are linked from folders of commands into the folder of the application.
     return Handler{enclosingBundle(FileManager::stringByResolvingSymlinksInPath(application->program()))};
 }
 
 bool openURL(const URL& url) {
     const std::optional<DesktopEntry>& application = applicationFor(url);
+    // Nothing of the build's: an app that holds a pipe open would keep Xcode waiting for the end of the
+    // phase.
     const FileDescriptor null(::open("/dev/null", O_RDWR | O_CLOEXEC));
     if (!application || !null)
         return false;

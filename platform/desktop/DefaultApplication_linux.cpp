@@ -48,6 +48,8 @@ std::optional<std::string> fileOfId(const std::string& folder, const std::string
     std::string path = stringByAppendingPathComponent(folder, id);
     if (FileManager::fileExistsAtPath(path))
         return path;
+    // Ids come from paths: kde/org.app.desktop has the id kde-org.app.desktop, and so has a file of just
+    // that name.
     for (size_t hyphen = id.find('-'); hyphen != std::string::npos; hyphen = id.find('-', hyphen + 1)) {
         const std::string name = id.substr(0, hyphen);
         const std::string inner = stringByAppendingPathComponent(folder, name);
@@ -95,6 +97,8 @@ std::optional<DesktopEntry> firstDefault(const std::string& type, const Strings&
     return std::nullopt;
 }
 
+// Without a default: the order of the standard is by folder, the user's first, and what one folder removes
+// is gone from those behind it.
 std::optional<DesktopEntry> firstAssociated(const std::string& type, const Strings& lists,
                                             const Strings& folders) {
     Strings removed;
@@ -106,6 +110,7 @@ std::optional<DesktopEntry> firstAssociated(const std::string& type, const Strin
             return std::find(removed.begin(), removed.end(), id) != removed.end();
         };
         const auto isHidden = [&](const std::string& id) {
+            // A desktop file of a more important folder hides the one of that name which the cache is about.
             return isRemoved(id) || !fileOfId(folders, id).value_or("").starts_with(folder + "/");
         };
         Strings added = listed(list, "Added Associations", type);

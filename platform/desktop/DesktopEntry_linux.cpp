@@ -10,7 +10,7 @@ namespace qvx::platform {
 
 namespace {
 
-constexpr char kGroup[] = "Desktop Entry";
+constexpr char group[] = "Desktop Entry";
 
 bool isProgram(const std::string& path) {
     return !FileManager::isDirectoryAtPath(path) && ::access(path.c_str(), X_OK) == 0;
@@ -68,24 +68,26 @@ std::optional<DesktopEntry> DesktopEntry::load(const std::string& path) {
 }
 
 std::optional<DesktopEntry> DesktopEntry::describedBy(const KeyFile& file, const std::string& path) {
-    if (file.text(kGroup, "Type") != "Application" || file.text(kGroup, "Hidden") == "true" ||
-        file.text(kGroup, "Terminal") == "true")
+    // One for a terminal would need to know which terminal; nobody watches, and it is passed over.
+    if (file.text(group, "Type") != "Application" || file.text(group, "Hidden") == "true" ||
+        file.text(group, "Terminal") == "true")
         return std::nullopt;
-    const std::optional<std::string> required = file.text(kGroup, "TryExec");
+    // TryExec is how packages say that a program may be gone while its desktop file stayed.
+    const std::optional<std::string> required = file.text(group, "TryExec");
     if (required && !required->empty() && !programInPath(*required))
         return std::nullopt;
     DesktopEntry entry;
-    entry.words_ = wordsOf(file.text(kGroup, "Exec").value_or(""));
+    entry.words_ = wordsOf(file.text(group, "Exec").value_or(""));
     const auto program = entry.words_.empty() ? std::nullopt : programInPath(entry.words_.front());
     if (!program)
         return std::nullopt;
     entry.path_ = path;
     entry.program_ = *program;
-    entry.directory_ = file.text(kGroup, "Path");
+    entry.directory_ = file.text(group, "Path");
     if (entry.directory_ == "")
         entry.directory_.reset();
-    entry.name_ = file.localText(kGroup, "Name").value_or("");
-    entry.icon_ = file.localText(kGroup, "Icon").value_or("");
+    entry.name_ = file.localText(group, "Name").value_or("");
+    entry.icon_ = file.localText(group, "Icon").value_or("");
     return entry;
 }
 

@@ -9,6 +9,7 @@ namespace qvx::platform {
 
 namespace {
 
+// Lists on real systems have some thousand lines; what is larger is no list.
 constexpr size_t maximumFileSize = size_t{16} << 20;
 
 std::string_view withoutBlanksInFront(std::string_view text) {
@@ -67,6 +68,8 @@ std::optional<KeyFile> KeyFile::load(const std::string& path) {
 }
 
 std::optional<std::string_view> KeyFile::value(std::string_view group, std::string_view key) const {
+    // Looked up in the bytes each time: a run asks a list for two or three keys, and to take it apart first
+    // costs more.
     std::optional<std::string_view> value;
     bool isInGroup = false;
     std::string_view rest;
@@ -80,6 +83,7 @@ std::optional<std::string_view> KeyFile::value(std::string_view group, std::stri
         if (line.starts_with('['))
             isInGroup = line.substr(1, line.find(']') - 1) == group;
         else if (isInGroup && line.starts_with(key) && setsValue(line.substr(key.size())))
+            // No break: of a key that is there twice the last one counts.
             value = withoutBlanksInFront(line.substr(line.find('=', key.size()) + 1));
     }
     return value;

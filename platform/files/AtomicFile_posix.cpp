@@ -33,6 +33,8 @@ std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_vie
     FileDescriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!descriptor)
         return posixError(errno, path);
+    // Without fsync: it costs a disk's turn in every build, and a record that a crash of the system loses is
+    // made again by the next.
     if (writeAll(descriptor.get(), bytes) && descriptor.close() &&
         ::rename(temporary.c_str(), target.c_str()) == 0)
         return std::nullopt;

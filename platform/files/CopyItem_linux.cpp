@@ -54,6 +54,8 @@ bool copyByReading(int input, int output) {
 }
 
 bool copyContents(int input, int output) {
+    // A clone shares the blocks and takes no time, on file systems that can (btrfs, XFS); next best the
+    // kernel copies.
     if (::ioctl(output, FICLONE, input) == 0)
         return true;
     bool someWereCopied = false;
@@ -129,6 +131,7 @@ Failure copyEntry(const Place& source, const Place& destination) {
     struct stat status {};
     if (::fstatat(source.folder, source.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return posixError(errno, source.path);
+    // What is none of the three, a FIFO or a device, is refused unopened: copying from one may never end.
     if (S_ISREG(status.st_mode))
         return copyFile(status, source, destination);
     if (S_ISLNK(status.st_mode))

@@ -61,6 +61,8 @@ Data Data::withString(std::string&& text) {
 }
 
 Result<Data> Data::withContentsOfFile(std::string_view path) {
+    // Mapped: an archive may be larger than the memory that a build server leaves. What happens when it
+    // shrinks is settled by Termination.
     const Result<OpenFile> file = openRegularFile(path);
     if (!file)
         return file.error();
@@ -81,6 +83,7 @@ Result<Data> Data::readFile(std::string_view path, size_t limit) {
     const Result<OpenFile> file = openRegularFile(path);
     if (!file)
         return file.error();
+    // Read and not mapped: property lists are small, and other programs may write them meanwhile.
     if (file->size > limit)
         return posixError(EFBIG, path);
     // One byte more than the size, so that the end of file is seen without a second buffer.

@@ -62,6 +62,7 @@ std::optional<Error> createDirectoryWithIntermediates(std::string_view path) {
     const std::string whole(path);
     if (::mkdir(whole.c_str(), 0755) == 0 || (errno == EEXIST && isDirectoryAtPath(whole)))
         return std::nullopt;
+    // From the top, for the one call above fails in the usual first run only.
     for (size_t end = 0; end != std::string_view::npos;) {
         end = path.find('/', end + 1);
         const std::string part(path.substr(0, end));

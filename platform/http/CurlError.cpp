@@ -17,6 +17,8 @@ long information(CURL* easy, CURLINFO what) {
 /// else, such as the name, was not
 URLErrorCode certificateCode(long result) {
     switch (result) {
+    // OpenSSL's numbers are part of its interface; its header is not needed for four of them. Other back
+    // ends leave 0 or 1 here, which is untrusted.
     case 9:  // not yet valid
     case 10: // expired
         return URLErrorCode::certificateHasBadDate;
@@ -31,6 +33,7 @@ URLErrorCode certificateCode(long result) {
 }
 
 URLErrorCode errorCode(CURL* easy, CURLcode code) {
+    // A proxy that refused says so in its own reply, whatever libcurl makes of it.
     const long connectStatus = information(easy, CURLINFO_HTTP_CONNECTCODE);
     if (connectStatus != 0 && connectStatus / 100 != 2)
         return URLErrorCode::cannotConnectToHost;

@@ -25,6 +25,8 @@ bool findAll(void* file, CurlLibrary& library) {
            find(file, "curl_slist_free_all", library.slistFreeAll);
 }
 
+// At first use and not when the program starts: a run that fails a check, or hands off, has no use for
+// libcurl and the thirty libraries behind it.
 const CurlLibrary* loadLibrary() {
     auto* library = new CurlLibrary;
     // Stays loaded: its own libraries would not survive being unloaded.

@@ -50,6 +50,7 @@ void HeaderFields::extendLast(std::string_view text) {
 }
 
 void HeaderFields::add(std::string_view name, std::string_view value) {
+    // The first field of a name is the one that is found; replies may hold thousands.
     places_.try_emplace(lowercaseASCII(name), fields_.size());
     fields_.emplace_back(name, value);
 }

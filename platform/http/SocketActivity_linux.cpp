@@ -9,6 +9,8 @@ namespace qvx::platform {
 
 namespace {
 
+// Asked of the kernel and not of libcurl, which counts bytes as soon as they lie in the socket's buffer:
+// megabytes of an upload would count as sent to a server that has long stopped reading.
 uint64_t bytesMoved(int descriptor) {
     tcp_info info{};
     socklen_t size = sizeof info;
@@ -33,6 +35,7 @@ int SocketActivity::close(void* activity, curl_socket_t descriptor) {
     return ::close(descriptor);
 }
 
+// Every socket of the exchange, for there may be one to a proxy beside those of attempts to connect.
 bool SocketActivity::hasMoved() {
     bool moved = false;
     for (Socket& socket : sockets_) {

@@ -27,6 +27,7 @@ public:
 
     void start(const std::shared_ptr<URLExchangeCanceller>& canceller, std::function<void()> work) {
         const std::lock_guard lock(mutex_);
+        // Here and not when a thread ends, since no thread can join itself.
         joinFinished();
         if (exiting_)
             return;
@@ -73,6 +74,8 @@ private:
 } // namespace
 
 /// Runs the exchange on a worker and passes on what it tells to the main run loop.
+// Keeps its delegate until the end was told, as the platform's connections do: callers may drop theirs at
+// once.
 struct URLConnection::State : URLExchangeObserver, std::enable_shared_from_this<State> {
     State(URLRequest theRequest, std::shared_ptr<URLConnectionDelegate> theDelegate)
         : request(std::move(theRequest)), delegate(std::move(theDelegate)) {}

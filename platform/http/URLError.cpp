@@ -42,6 +42,7 @@ std::string_view sentence(URLErrorCode code) {
 
 Error urlError(URLErrorCode code, std::string_view detail) {
     std::string text(sentence(code));
+    // A detail with an at sign may quote a URL with a password in it.
     if (!detail.empty() && detail.find('@') == std::string_view::npos)
         text.append(" (").append(detail).append(")");
     return {"NSURLErrorDomain", static_cast<int64_t>(code), std::move(text)};

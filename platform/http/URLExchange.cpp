@@ -11,11 +11,13 @@ namespace qvx::platform {
 namespace {
 
 constexpr int redirectLimit = 16;
+// What a reply may bring: answers are a few lines, and they are kept in memory.
 constexpr size_t dataLimit = 16 * 1024 * 1024;
 /// A redirect's body is read, so that the connection can be used again, unless it is longer than this.
 constexpr size_t redirectDataLimit = 64 * 1024;
 constexpr long uploadBufferSize = 512 * 1024;
 
+// A line break in a value would begin a field of its own; libcurl sends what it is given.
 bool isSendable(std::string_view name, std::string_view value) {
     constexpr std::string_view forbidden("\r\n\0", 3);
     return !name.empty() && name.find_first_of(forbidden) == std::string_view::npos &&
@@ -23,6 +25,7 @@ bool isSendable(std::string_view name, std::string_view value) {
 }
 
 /// Fields that tell how the connection is used; the loader writes them itself.
+// A length that a caller made up, or an Expect, would let the server wait for what never comes.
 bool isConnectionField(std::string_view name) {
     return equalsIgnoringCase(name, "Host") || equalsIgnoringCase(name, "Content-Length") ||
            equalsIgnoringCase(name, "Transfer-Encoding") || equalsIgnoringCase(name, "Connection") ||
@@ -59,6 +62,8 @@ std::optional<Error> URLExchange::run() {
         return error;
     if (std::optional<Error> error = open())
         return error;
+    // Redirects are followed here and not by libcurl: it would send the identity fields on to other hosts,
+    // and repeat or drop the body by rules of its own.
     hop_ = URLHop{*request_.URL, request_.HTTPMethod};
     while (true) {
         next_.reset();
@@ -85,6 +90,7 @@ std::optional<Error> URLExchange::open() {
     curl_ = &CurlLibrary::shared();
     if (!curl_->failure.empty())
         return urlError(URLErrorCode::unknown, curl_->failure);
+    // One handle for all hops, so that a redirect on the same host finds its connection open.
     easy_.reset(curl_->easyInit());
     if (!easy_)
         return urlError(URLErrorCode::unknown);
@@ -139,6 +145,7 @@ void URLExchange::setTransfer() {
     // Connecting has no time limit but the idle one.
     set(CURLOPT_CONNECTTIMEOUT_MS, "CURLOPT_CONNECTTIMEOUT_MS", static_cast<long>(INT_MAX));
     set(CURLOPT_HTTP_VERSION, "CURLOPT_HTTP_VERSION", static_cast<long>(CURL_HTTP_VERSION_1_1));
+    // Whatever libcurl was built to unpack; the limits count what is unpacked.
     set(CURLOPT_ACCEPT_ENCODING, "CURLOPT_ACCEPT_ENCODING", "");
     // A name server that does not answer must not hold the thread when the exchange has been given up.
     setWhereKnown(CURLOPT_QUICK_EXIT, "CURLOPT_QUICK_EXIT", 1L);
@@ -153,10 +160,15 @@ void URLExchange::setSecurity() {
     }
     // A user and password in a URL would go to whatever host a redirect names.
     set(CURLOPT_DISALLOW_USERNAME_IN_URL, "CURLOPT_DISALLOW_USERNAME_IN_URL", 1L);
+    // Fields for the server only: a proxy has no business with the key.
     set(CURLOPT_HEADEROPT, "CURLOPT_HEADEROPT", static_cast<long>(CURLHEADER_SEPARATE));
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, "CURLOPT_SUPPRESS_CONNECT_HEADERS", 1L);
+    // And later ones; servers that stop at 1.1 are not to be had any more, and clients that fall back can be
+    // made to.
     set(CURLOPT_SSLVERSION, "CURLOPT_SSLVERSION", static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     // A libcurl that knows no CAs of a proxy speaks no TLS to one.
+    // The names that OpenSSL and everything built on it know; company CAs are installed this way on build
+    // servers.
     if (const char* file = std::getenv("SSL_CERT_FILE"); file && *file) {
         set(CURLOPT_CAINFO, "CURLOPT_CAINFO", file);
         setWhereKnown(CURLOPT_PROXY_CAINFO, "CURLOPT_PROXY_CAINFO", file);
@@ -173,7 +185,10 @@ void URLExchange::setHop() {
     if (hop_->method == "HEAD") {
         set(CURLOPT_NOBODY, "CURLOPT_NOBODY", 1L);
     } else if (hasBody || hop_->method == "POST") {
+        // From the start for each hop that repeats it.
         body_.seek(0);
+        // Also for other methods with a body: CUSTOMREQUEST, below, only changes the word in the request
+        // line.
         set(CURLOPT_POST, "CURLOPT_POST", 1L);
         set(CURLOPT_POSTFIELDSIZE_LARGE, "CURLOPT_POSTFIELDSIZE_LARGE",
             static_cast<curl_off_t>(body_.size()));
@@ -188,6 +203,7 @@ void URLExchange::setHop() {
 bool URLExchange::sendsHeader(std::string_view name, std::string_view value) const {
     if (!isSendable(name, value) || isConnectionField(name))
         return false;
+    // A GET that came of a POST has nothing that this could be the type of.
     if (hop_->bodyDropped && equalsIgnoringCase(name, "Content-Type"))
         return false;
     return !isIdentityField(name, request_.identityFieldPrefix) || haveSameOrigin(hop_->URL, *request_.URL);
@@ -223,10 +239,12 @@ std::optional<Error> URLExchange::performHop() {
     if (!refusedOption_.empty())
         return urlError(URLErrorCode::unknown, "libcurl does not take " + refusedOption_);
     const CURLcode code = curl_->easyPerform(easy_.get());
+    // Told to nobody: whoever cancelled has stopped listening.
     if (canceller_.isCancelled())
         return urlError(URLErrorCode::unknown);
     if (code == CURLE_OK || next_)
         return std::nullopt;
+    // A head that broke off is worth its status: it is what people look up.
     if (!head_.isComplete() && head_.response())
         observer_.exchangeDidReceiveResponse(*head_.response());
     if (failure_)
@@ -251,6 +269,7 @@ bool URLExchange::headEnded() {
     dataSize_ = 0;
     if (next_)
         return true;
+    // Asked and told, never answered: there is no password to give.
     if (isChallenge(response))
         observer_.exchangeNeedsAuthentication(protectionSpace(false));
     observer_.exchangeDidReceiveResponse(response);

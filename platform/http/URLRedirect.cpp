@@ -17,9 +17,11 @@ std::optional<URLHop> redirectedHop(const URLHop& hop, const HTTPURLResponse& re
         return std::nullopt;
     const std::optional<std::string> location = response.allHeaderFields.value("Location");
     const std::optional<URL> target = location ? URL::initWithString(*location, hop.URL) : std::nullopt;
+    // A redirect that cannot be followed is the answer, body and all. To plain http none is.
     if (!target || !isLoadable(*target))
         return std::nullopt;
     URLHop next{*target, hop.method, hop.bodyDropped};
+    // RFC 9110, section 15.4, with what all clients do: POST turns into GET on 301 and 302 as well.
     if (!repeats && (hop.method == "POST" || (status == 303 && hop.method != "HEAD"))) {
         next.method = "GET";
         next.bodyDropped = true;

@@ -24,6 +24,7 @@ bool URLReplyHead::addLine(std::string_view line) {
         return false;
     if (line.starts_with("HTTP/")) {
         const uint64_t status = statusCode(line);
+        // 100 and its like come before the answer, and a proxy's own head before that of the server.
         interim_ = status < 200;
         if (!interim_)
             response_ = HTTPURLResponse{status, {}};

@@ -31,6 +31,8 @@ size_t URLRequestBody::fill(char* buffer, size_t size) {
         filled += count;
         position_ += count;
         const bool atEnd = position_ == segment.bytes.size();
+        // What was sent is not read again but by a redirect, and then from the file: so the peak stays at a
+        // few megabytes for an archive of any size.
         if (atEnd || position_ - released_ >= releaseStep) {
             Data::releasePages(segment, position_);
             released_ = position_;

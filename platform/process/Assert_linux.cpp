@@ -6,6 +6,7 @@
 namespace qvx::platform {
 
 void assertionFailed(const char* condition, const char* function, const char* file, unsigned line) {
+    // The C library's own report, so that it reads like that of any program here; it aborts.
     __assert_fail(condition, file, line, function);
 }
 

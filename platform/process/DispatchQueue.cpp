@@ -14,6 +14,8 @@ namespace qvx::platform {
 
 /// The queue belongs to one thread at a time, its worker's or that of a caller of `sync`, which passes it on
 /// when it is done. Waiting callers stand in the same line as blocks, as entries without one.
+// A worker is a thread for as long as there is something to run, not one that waits: the tool has a queue in
+// every transaction, most of which never run a block asynchronously.
 struct DispatchQueue::State : std::enable_shared_from_this<State> {
     struct Entry {
         std::function<void()> block;
@@ -40,7 +42,10 @@ void DispatchQueue::State::passOn() {
     owner = {};
     if (line.empty()) {
         owned = false;
+        // Ownership goes to the waiting caller by name. If it merely became free, a caller that comes by
+        // could step in before those who stand in line.
     } else if (line.front().turn) {
+        // On the waiter's stack, which is safe: it does not return before it has seen it.
         *line.front().turn = true;
         line.pop_front();
         turnGiven.notify_all();
@@ -60,6 +65,8 @@ void DispatchQueue::State::startWorker() {
 void DispatchQueue::State::runBlocks() {
     std::unique_lock lock(mutex);
     owner = std::this_thread::get_id();
+    // Stops at a waiting caller as well: blocks of `sync` run on their caller's thread, which some of them
+    // rely on.
     while (!line.empty() && !line.front().turn) {
         std::function<void()> block = std::move(line.front().block);
         line.pop_front();
@@ -81,9 +88,12 @@ void DispatchQueue::async(std::function<void()> block) const {
 }
 
 void DispatchQueue::sync(const std::function<void()>& block) const {
+    // The block may drop the last copy of the queue.
     const std::shared_ptr<State> state = state_;
     std::unique_lock lock(state->mutex);
     if (state->ownedByCaller()) {
+        // A message and an end: to wait for oneself would look like a slow server for as long as the build
+        // server allows.
         std::fprintf(stderr,
                      "queue %s was entered again from one of its own blocks and would wait on itself\n",
                      state->label.c_str());

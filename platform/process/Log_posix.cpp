@@ -27,6 +27,8 @@ void logLine(std::string_view text) {
     std::snprintf(fraction.data(), fraction.size(), ".%03d ", static_cast<int>(milliseconds));
     const std::string line = std::string(date.data()) + fraction.data() + processName() + identifiers.data() +
                              std::string(text) + "\n";
+    // In one call: lines of several threads do not mix. Standard error has no buffer, so nothing is lost at
+    // an abort.
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

@@ -17,6 +17,8 @@ Environment Environment::ofProcess() {
     for (char** entry = environ; entry && *entry; ++entry) {
         const std::string_view text(*entry);
         const size_t equals = text.find('=');
+        // The first of two with the same name counts, as for getenv; entries without a name are nobody's to
+        // ask for.
         if (equals != std::string_view::npos && equals > 0)
             variables.emplace(text.substr(0, equals), text.substr(equals + 1));
     }
@@ -29,6 +31,7 @@ std::optional<std::string> Environment::value(std::string_view name) const {
 }
 
 std::string homeDirectory() {
+    // HOME before the account: sandboxes and tests set it, and daemons have an account without a home.
     const char* home = std::getenv("HOME");
     if (home && home[0] == '/')
         return home;

@@ -16,6 +16,7 @@ ProcessRecord processRecord(int identifier) {
     const ProcessRecord gone{identifier, 1, ""};
     const std::string path = "/proc/" + std::to_string(identifier) + "/stat";
     std::array<char, 1024> buffer{}; // more than a line of some fifty numbers takes
+    // A failed open makes the read fail, which is looked at once, below.
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const ssize_t length = ::read(file, buffer.data(), buffer.size());
     ::close(file);

@@ -7,6 +7,7 @@
 namespace qvx::platform {
 
 void fillWithRandomBytes(std::span<uint8_t> bytes) {
+    // Fails on no system that this starts on; an identifier that is not unique would be worse than none.
     if (::getentropy(bytes.data(), bytes.size()) != 0)
         std::abort();
 }

@@ -45,6 +45,7 @@ void run() {
     bool isStopped = false;
     bool* const outer = std::exchange(innermostIsStopped, &isStopped);
     while (!isStopped)
+        // Outside of the lock, and dropped before the next is taken.
         takeNextBlock()();
     innermostIsStopped = outer;
 }

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::array endingSignals{SIGINT, SIGTERM, SIGHUP};
 
+// Lock-free, and taken by exchange: a second signal, or SIGBUS in another thread, finds nothing left to do.
 std::atomic<pid_t> childToEnd{0};
 std::atomic<bool> fileIsSet{false};
 std::array<char, PATH_MAX> fileToRemove{};
@@ -22,10 +23,14 @@ std::string_view messageForShrunkFile;
 
 void endBySignal(int number) {
     cleanUp();
+    // Ended by the signal itself and not by exit: whoever started this sees what happened, and a shell stops
+    // its own script.
     ::signal(number, SIG_DFL);
     ::raise(number);
 }
 
+// A file that another program cut short while it is mapped: reading behind its new end raises SIGBUS. There
+// is nothing to go on with, and no way back into the code that read.
 void endByShrunkFile(int) {
     cleanUp();
     [[maybe_unused]] const ssize_t written =
@@ -63,6 +68,8 @@ void installHandlers(std::string_view shrunkFileMessage) {
     for (const int number : endingSignals)
         handle(number, &endBySignal);
     handle(SIGBUS, &endByShrunkFile);
+    // libcurl is told not to touch signals, and OpenSSL writes to sockets that the other side may have
+    // closed.
     handle(SIGPIPE, SIG_IGN);
 }
 
@@ -79,6 +86,7 @@ Deferral::~Deferral() {
 }
 
 RemovedFile::RemovedFile(std::string_view path) {
+    // The system takes no such path either.
     if (path.size() >= fileToRemove.size())
         return;
     std::memcpy(fileToRemove.data(), path.data(), path.size());

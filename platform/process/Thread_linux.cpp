@@ -11,6 +11,7 @@ namespace qvx::platform {
 void setCurrentThreadName(std::string_view name) {
     // The kernel refuses a longer name instead of cutting it.
     constexpr size_t kernelLimit = 15;
+    // Cut at a byte, which may split a letter; names here are ASCII.
     ::pthread_setname_np(::pthread_self(), std::string(name.substr(0, kernelLimit)).c_str());
 }
 

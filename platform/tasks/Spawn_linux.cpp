@@ -59,6 +59,8 @@ int Spawn::start(pid_t& child) const {
     for (size_t target = 0; target < standard.size(); ++target)
         ::posix_spawn_file_actions_adddup2(actions.get(), standard[target], static_cast<int>(target));
     // What this process was itself started with is not marked for closing.
+    // After the three are in place, so that the ends of their pipes go as well: a child that held the
+    // writing end of its own output would keep its reader waiting.
     ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
     if (directory)
         ::posix_spawn_file_actions_addchdir_np(actions.get(), directory->c_str());

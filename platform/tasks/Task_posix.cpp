@@ -35,6 +35,8 @@ Data readDataToEndOfFile(const FileDescriptor& descriptor) {
 void Task::launch() {
     const Termination::Deferral deferral; // a child that is started is known to the handlers
     if (const int error = program.start(pid_))
+        // The one exception in the house, since callers are promised one: nobody catches it, and the
+        // terminate handler below prints it.
         throw LaunchFailure("launch path not accessible: " + program.path + ": " + std::strerror(error));
     child_ = std::make_shared<Termination::EndedChild>(pid_);
 }
@@ -47,6 +49,7 @@ void Task::waitUntilExit() {
     child_.reset();
     int status = 0;
     ::waitpid(pid_, &status, 0);
+    // The number of the signal, as the platform says it; a status of the same number cannot be told from it.
     status_ = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
 }
 
@@ -62,6 +65,7 @@ void reportUncaughtExceptions() {
     std::set_terminate([] {
         const std::exception_ptr current = std::current_exception();
         try {
+            // The only way to look into an exception whose type is not known.
             if (current)
                 std::rethrow_exception(current);
         } catch (const LaunchFailure& failure) {

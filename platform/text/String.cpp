@@ -121,6 +121,7 @@ std::string lowercaseASCII(std::string_view text) {
 }
 
 bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+    // ASCII alone, whatever the language: protocols and desktop names are compared by bytes.
     return lowercaseASCII(left) == lowercaseASCII(right);
 }
 
@@ -150,6 +151,8 @@ bool boolValue(std::string_view text) {
     text = skipBlanks(text);
     if (text.starts_with('+') || text.starts_with('-'))
         text.remove_prefix(1);
+    // Zeros in front are skipped as in a number, so that 01 is true; anything else of what stands behind the
+    // first character does not count.
     while (text.starts_with('0'))
         text.remove_prefix(1);
     return !text.empty() && std::string_view("YyTt123456789").find(text[0]) != std::string_view::npos;
@@ -165,6 +168,7 @@ int32_t integerValue(std::string_view text) {
     for (const char character : text) {
         if (character < '0' || character > '9')
             break;
+        // Stops at what 32 bits hold, as the platform's does, instead of wrapping.
         magnitude = std::min(limit, magnitude * 10 + (character - '0'));
     }
     const int64_t value = negative ? -magnitude : magnitude;

@@ -24,6 +24,8 @@ int hexadecimalValue(char digit) {
     return index == std::string_view::npos ? -1 : static_cast<int>(index < 16 ? index : index - 6);
 }
 
+// Only characters, not structure: that is when the platform makes a URL of a text. What has no host is found
+// out when it is loaded.
 bool isLegal(std::string_view text) {
     for (size_t index = 0; index < text.size(); ++index) {
         if (text[index] == '%') {
@@ -166,6 +168,7 @@ std::string resolve(std::string_view text, std::string_view baseText) {
     return join(target);
 }
 
+// Without its closing slash, and none at all with a NUL, where every function of the system would end it.
 std::optional<std::string> decodedPath(std::string_view text) {
     std::string path = percentDecoded(split(text).path);
     if (path.find('\0') != std::string::npos)

@@ -10,6 +10,8 @@ namespace qvx::platform {
 
 const Bundle& Bundle::mainBundle() {
     static const Bundle bundle = [] {
+        // Embedded rather than read from a file, so that the tool is one file that says the same wherever it
+        // lies.
         const Result<Value> info = propertyListWithData(Data::withBytes(embeddedInfo()));
         const Dictionary* dictionary = info ? info->get<Dictionary>() : nullptr;
         return Bundle(executablePath().substr(0, executablePath().rfind('/')),
@@ -24,6 +26,7 @@ std::shared_ptr<Bundle> Bundle::bundleWithURL(const URL& url) {
         return nullptr;
     const auto info =
         dictionaryWithContentsOfFile(stringByAppendingPathComponent(*path, "Contents/Info.plist"));
+    // A folder without a list is a bundle too, one that says nothing about itself.
     return std::shared_ptr<Bundle>(new Bundle(*path, info.value_or(Dictionary())));
 }
 

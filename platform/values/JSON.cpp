@@ -11,6 +11,8 @@ namespace qvx::platform {
 namespace {
 
 /// Hands on the parser's events; each answers whether parsing goes on.
+// By events, not by the parser's own tree: a text is read once, and how deep and how much of it is for the
+// builder to bound, as for every format.
 class Events final : public nlohmann::json_sax<nlohmann::json> {
 public:
     bool null() override { return add(nullptr); }
@@ -18,6 +20,7 @@ public:
     bool number_integer(number_integer_t value) override { return add(int64_t{value}); }
     bool number_unsigned(number_unsigned_t value) override {
         constexpr auto limit = static_cast<number_unsigned_t>(INT64_MAX);
+        // The platform's reader gives numbers beyond the signed ones as reals.
         return value <= limit ? add(static_cast<int64_t>(value)) : add(static_cast<double>(value));
     }
     bool number_float(number_float_t value, const string_t&) override { return add(value); }

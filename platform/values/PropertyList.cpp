@@ -11,6 +11,8 @@ namespace {
 constexpr size_t maximumFileSize = size_t{16} << 20;
 
 /// Whether the first character, in whatever encoding, is one that XML begins with.
+// The mark of UTF-16 and its NULs are skipped byte by byte: whichever order they are in, the first character
+// that is left is ASCII.
 bool looksLikeXML(std::string_view bytes) {
     constexpr std::string_view marksAndBlanks("\xEF\xBB\xBF\xFE\xFF\0 \t\r\n", 10);
     const size_t first = bytes.find_first_not_of(marksAndBlanks);

@@ -33,6 +33,7 @@ public:
         if (offsetSize_ == 0 || offsetSize_ > 8 || referenceSize_ == 0 || referenceSize_ > 8 ||
             offsetTable_ > trailer || objectCount_ > (trailer - offsetTable_) / offsetSize_)
             return std::nullopt;
+        // Trust ends here: every offset below is checked when it is followed, and circles end at the depth.
         Value root = object(number(trailer + 16, 8), 0);
         return failed_ ? std::nullopt : std::optional(std::move(root));
     }
@@ -98,6 +99,7 @@ private:
                                : kind == 10 ? referenceSize_
                                : kind == 13 ? 2 * referenceSize_
                                             : 1;
+        // The count first, since its product with the width may wrap.
         if (failed_ || count > bytes_.size() || !bytes_.contains(offset, count * width))
             return fail();
         spent_ += count * width;
@@ -106,6 +108,7 @@ private:
         case 4:
             return Data::withBytes(text);
         case 5:
+            // Other readers take Latin-1 here or drop the text; a writer puts such texts down in UTF-16.
             return isASCII(text) ? Value(text) : fail();
         case 6:
             return utf16(offset, count);

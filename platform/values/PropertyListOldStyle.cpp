@@ -89,6 +89,7 @@ private:
         return values;
     }
 
+    // Blanks between bytes are allowed, a byte's two digits stand together.
     Value takeData() {
         std::string bytes;
         while (!failed_ && !take('>')) {
@@ -99,6 +100,8 @@ private:
         return Data::withString(std::move(bytes));
     }
 
+    // Every scalar is a text here: the format knows neither numbers nor dates, and its users turn them into
+    // what they need.
     std::string takeText() {
         for (const char quote : {'"', '\''}) {
             if (take(quote))

@@ -11,6 +11,7 @@ namespace qvx::platform::PropertyListFormats {
 namespace {
 
 constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+// Dates count from the platform's reference, the first instant of 2001, UTC.
 constexpr time_t firstSecond = 978307200; // of 2001, counted from 1970
 constexpr int lastYear = 2'000'000'000;   // with room in the C library's calendar
 
@@ -65,6 +66,7 @@ std::optional<Date> dateOfText(std::string_view text) {
     std::array<int, 6> parts{}; // from the year to the second
     const char* const end = text.data() + text.size();
     const char* next = text.data();
+    // By hand and not by strptime, which takes blanks, short fields and the user's language.
     for (int& part : parts) {
         const auto [stop, error] = std::from_chars(next, end, part);
         if (error != std::errc() || stop == end || part < -lastYear || part > lastYear)

@@ -23,6 +23,7 @@ std::string xmlText(std::string_view text) {
         const bool isNoncharacter = rest.starts_with("\xEF\xBF\xBE") || rest.starts_with("\xEF\xBF\xBF");
         const bool isControl =
             static_cast<unsigned char>(character) < 0x20 && character != '\t' && character != '\n';
+        // Byte by byte is safe: UTF-8 has no byte of ASCII within a character.
         if (const size_t mark = marks.find(character); mark != std::string_view::npos)
             result += escapes[mark];
         else if (isNoncharacter || isControl)
@@ -62,6 +63,7 @@ private:
         line(depth, "<" + name + ">" + std::string(text) + "</" + name + ">");
     }
 
+    // The format has no null; the key stays.
     void content(std::nullptr_t, size_t depth) { element(depth, "string", ""); }
     void content(bool value, size_t depth) { line(depth, value ? "<true/>" : "<false/>"); }
     void content(int64_t value, size_t depth) { element(depth, "integer", std::to_string(value)); }
@@ -71,6 +73,8 @@ private:
     void content(Date value, size_t depth) { element(depth, "date", PropertyListFormats::dateText(value)); }
 
     void content(const Data& value, size_t depth) {
+        // As the platform's own writer breaks such lines: the width shrinks with the depth and stays from
+        // the eighth on.
         const size_t indent = std::min<size_t>(depth, 8);
         const size_t width = 76 - 8 * indent; // what a tab of eight columns leaves of a line
         const std::string text = PropertyListFormats::base64(value.string());

@@ -32,6 +32,8 @@ std::optional<Value> real(const std::string& text) {
 }
 
 std::optional<Value> integer(std::string_view text) {
+    // Sign and number apart, so that the whole range of both kinds of integers is reached: the largest
+    // unsigned one and the smallest signed one have no counterpart.
     const bool isNegative = text.starts_with('-');
     if (isNegative || text.starts_with('+'))
         text.remove_prefix(1);
@@ -59,6 +61,7 @@ std::optional<Value> valueOf(std::string_view element, const std::string& text) 
 }
 
 /// An encoding that expat does not know most likely begins with ASCII; letters beyond that are errors.
+// Lists name odd encodings and hold ASCII all the same; expat would refuse them before the first element.
 int takeForASCII(void*, const char*, XML_Encoding* encoding) {
     for (int byte = 0; byte < 256; ++byte)
         encoding->map[byte] = byte < 128 ? byte : -1;
@@ -106,6 +109,7 @@ private:
             return;
         failure_ =
             "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + " " + std::string(reason);
+        // The parser still delivers what it has at hand, which is why the handlers look at the failure.
         XML_StopParser(parser_.get(), XML_FALSE);
     }
 

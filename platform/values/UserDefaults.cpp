@@ -10,6 +10,8 @@ namespace qvx::platform {
 
 std::optional<Value> userDefault(std::string_view key, int argc, const char* const* argv) {
     const std::string option = "-" + std::string(key);
+    // Wherever the pair stands, also among words that mean something else: defaults are not options of the
+    // tool.
     for (int index = 1; index + 1 < argc; ++index) {
         if (argv[index] == option)
             return Value(argv[index + 1]);

@@ -13,6 +13,8 @@ Dictionary::Dictionary(std::initializer_list<Item> items) {
 }
 
 Dictionary Dictionary::withItems(std::vector<Item> items) {
+    // A list of a million keys must not take a million look-ups of a million; `find` may be slow, it is
+    // asked for a handful of keys in small ones.
     std::unordered_map<std::string_view, size_t> places;
     std::vector<bool> isRepeated(items.size());
     for (size_t index = 0; index < items.size(); ++index) {
@@ -20,6 +22,7 @@ Dictionary Dictionary::withItems(std::vector<Item> items) {
         if (isNew)
             continue;
         isRepeated[index] = true;
+        // The last value counts, at the place where its key was first met.
         items[place->second].second = std::move(items[index].second);
     }
     Dictionary dictionary;

@@ -23,9 +23,12 @@ void check(bool holds, const char* condition, unsigned line) {
 
 void launchWithPath(std::string_view path, const std::optional<std::string>& workingDirectory,
                     const Arguments& arguments, const Variables& environment, const Completion& completion) {
+    // Assertions like those of the other classes: what they print is an interface.
     const std::unique_ptr<platform::Task> task(new (std::nothrow) platform::Task);
     check(task != nullptr, "task", 28);
     std::optional<platform::Pipe> stdoutPipe = platform::Pipe::pipe();
+    // Never written to and open until the child has ended: a child that reads waits instead of taking what
+    // was meant for the build.
     const std::optional<platform::Pipe> stdinPipe = platform::Pipe::pipe();
     std::optional<platform::Pipe> stderrPipe = platform::Pipe::pipe();
     check(stdoutPipe && stdinPipe && stderrPipe, "stdoutPipe && stdinPipe && stderrPipe", 29);
@@ -41,6 +44,8 @@ void launchWithPath(std::string_view path, const std::optional<std::string>& wor
     task->launch();
     stdoutPipe->writing.reset(); // or reading would wait for this process's own end
     stderrPipe->writing.reset();
+    // Deliberately before its output is read: a child that says more than a pipe holds (64 KiB) waits for
+    // ever. What is run here says a line at most.
     task->waitUntilExit();
 
     const platform::Data standardError = platform::readDataToEndOfFile(stderrPipe->reading);
