@@ -2,7 +2,6 @@
 
 #include "platform/files/FileManager.h"
 #include "platform/text/Format.h"
-#include "platform/text/String.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 

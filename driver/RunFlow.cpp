@@ -3,6 +3,7 @@
 #include "checks/DeploymentTarget.h"
 #include "checks/Host.h"
 #include "driver/HandOffRoad.h"
+#include "platform/text/String.h"
 #include "platform/values/PropertyList.h"
 #include "shared/Diagnostics.h"
 #include "upload/BuildReport.h"

@@ -3,7 +3,6 @@
 #include <map>
 
 #include "platform/text/Format.h"
-#include "platform/text/String.h"
 #include "platform/values/PropertyList.h"
 #include "shared/Diagnostics.h"
 

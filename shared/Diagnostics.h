@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "platform/text/Format.h"
-#include "platform/text/String.h"
 
 namespace qvx {
 

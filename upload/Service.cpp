@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "platform/text/Format.h"
+#include "platform/text/String.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"

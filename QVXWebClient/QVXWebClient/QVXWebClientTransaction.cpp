@@ -4,7 +4,6 @@
 #include "platform/http/URLLoader.h"
 #include "platform/process/Assert.h"
 #include "platform/text/Format.h"
-#include "platform/text/String.h"
 #include "platform/values/PropertyList.h"
 
 namespace qvx {

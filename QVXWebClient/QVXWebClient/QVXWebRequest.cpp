@@ -3,7 +3,6 @@
 #include "QVXWebClient/QVXWebClient/QVXWebClient.h"
 #include "platform/process/Assert.h"
 #include "platform/text/Format.h"
-#include "platform/text/String.h"
 
 namespace qvx {
 

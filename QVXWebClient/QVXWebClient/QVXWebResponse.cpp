@@ -1,7 +1,6 @@
 #include "QVXWebClient/QVXWebClient/QVXWebResponse.h"
 
 #include "platform/text/Format.h"
-#include "platform/text/String.h"
 
 namespace qvx {
 

@@ -7,7 +7,6 @@
 #include "platform/files/FileDescriptor.h"
 #include "platform/files/FileManager.h"
 #include "platform/tasks/Spawn.h"
-#include "platform/text/String.h"
 
 namespace qvx::platform::Applications {
 

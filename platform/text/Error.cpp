@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "platform/text/String.h"
-
 namespace qvx::platform {
 
 std::string Error::description() const {
