@@ -28,22 +28,21 @@ class EnvironmentTest(EndToEndTest):
         for number, name in enumerate(REQUIRED):
             missing = failure("Failed to Detect Build Environment", f"{name} value not found in environment")
             others = {key: value for key, value in self.settings.items() if key not in REQUIRED[number:]}
-            for settings in (others, others | dict.fromkeys(REQUIRED[number:], ""),
-                             {key: value for key, value in self.settings.items() if key != name}):
+            rest = {key: self.settings[key] for key in REQUIRED[number + 1:]}
+            for settings in (others, others | dict.fromkeys(REQUIRED[number:], ""), others | rest):
                 with self.subTest(name, count=len(settings)):
                     self.assert_run(self.run_tool(settings=settings), 1, missing)
 
     def test_an_info_plist_that_is_not_there(self):
-        for path, wrapper in [("no/%@.plist", "Sample %@.app"), ("no", None)]:
+        for path, wrapper in [("no/%@.plist", {"WRAPPER_NAME": "Sample %@.app"}), ("no", {})]:
             with self.subTest(path):
-                settings = self.settings | {"INFOPLIST_PATH": path, "WRAPPER_NAME": wrapper}
-                text = failure("Info.plist Error", (
+                del self.settings["WRAPPER_NAME"]
+                self.settings |= {"INFOPLIST_PATH": path} | wrapper
+                self.assert_run(self.run_tool(), 1, failure("Info.plist Error", (
                     f"Unable to process Info.plist at path {self.app.products}/{path}\n"
                     "This could be a timing issue, make sure the Vendra run script build phase is the last "
-                    f"build phase and no other scripts have moved {wrapper or '(null)'} from the location "
-                    "Xcode generated it."))
-                present = {key: value for key, value in settings.items() if value is not None}
-                self.assert_run(self.run_tool(settings=present), 1, text)
+                    "build phase and no other scripts have moved "
+                    f"{wrapper.get('WRAPPER_NAME', '(null)')} from the location Xcode generated it.")))
 
     def test_an_info_plist_without_a_bundle_identifier(self):
         path = self.app.info_plist
@@ -52,10 +51,8 @@ class EnvironmentTest(EndToEndTest):
             f"in {path} \n\n"))
         rows = [path.mkdir, lambda: os.mkfifo(path), lambda: path.symlink_to("/dev/zero")]
         rows += [lambda content=content: path.write_bytes(content) for content in (
-            b"", b"junk", b"bplist00" + bytes(40), plistlib.dumps(["CFBundleIdentifier"]),
-            plistlib.dumps({"CFBundleName": "x"}), plistlib.dumps({"CFBundleIdentifier": ""}),
-            plistlib.dumps({"CFBundleIdentifier": 7}), plistlib.dumps({"CFBundleIdentifier": "x"})[:-40],
-            b"<plist><dict><key>CFBundleIdentifier</key>" + b"<array>" * 1_000_000)]
+            b"", plistlib.dumps(["CFBundleIdentifier"]), plistlib.dumps({"CFBundleIdentifier": ""}),
+            plistlib.dumps({"CFBundleIdentifier": 7}), plistlib.dumps({"CFBundleIdentifier": "x"})[:-40])]
         for number, make in enumerate(rows):
             with self.subTest(number):
                 path.unlink() if not path.is_dir() else path.rmdir()
@@ -72,7 +69,7 @@ class EnvironmentTest(EndToEndTest):
                 ("/no/%@", project, f"Src root /no/%@{here}{resolved}Src root resolved /no/%@", False)]
         for source, directory, lines, accepted in rows:
             with self.subTest(source, directory=directory):
-                settings = self.settings | ({} if source is None else {"SRCROOT": str(source)})
+                settings = {**self.settings, "SRCROOT": str(source)}
                 if source is None:
                     del settings["SRCROOT"]
                 result = self.run_tool(settings=settings, directory=directory)
@@ -117,9 +114,8 @@ class ExecutableTest(EndToEndTest):
         line = [f"{text}\n" for text in self.uuid_log.splitlines()]
         unnamed = f"Unable to extract uuid-architecture pairs from binary {path}"
         second = int.from_bytes(whole[36:40], "big")  # where the fat file's second slice starts
-        rows = [(b"", "", ""), (b"\xca\xfe\xba\xbe", "", ""), (b"#!/bin/sh\n", "", ""), (whole[:8], "", ""),
+        rows = [(b"", "", ""), (whole[:8], "", ""),
                 (b"\xca\xfe\xba\xbe\xff\xff\xff\xff" + os.urandom(4096), "", ""),
-                (b"\xca\xfe\xba\xbe\x00\x00\x00\x34" + os.urandom(512), "", ""),
                 (whole[:second], "", line[0]), (whole[:-1], "", line[0]),
                 (whole[:second] + bytes(len(whole) - second), unnamed, line[0]),
                 (bytes.fromhex("cffaedfe0c0000010000000002000000ffffffff") + bytes(4096), unnamed, "")]

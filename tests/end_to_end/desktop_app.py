@@ -6,28 +6,39 @@ from pathlib import Path
 
 from support import EndToEndTest, wait_for
 
-# Writes down the URL that it was given and what its descriptors are, the URL last and at once.
+# Writes down what its descriptors are, and where it was started and with what, each followed by a NUL, all at once.
 HANDLER = """\
 #!/bin/sh
-(readlink /proc/$$/fd/* > '{folder}/descriptors')
-printf '%s' "$*" > '{folder}/url.unfinished'
-mv '{folder}/url.unfinished' '{folder}/url'
-{then}
+(readlink /proc/$$/fd/* > "$0.descriptors")
+printf '%s\\0' "$PWD" "$@" > "$0.unfinished"
+mv "$0.unfinished" "$0.called"
 """
 
 
 class HandOffTest(EndToEndTest):
-    def register(self, scheme: str = "quorvex", info: dict | None = None, then: str = "") -> Path:
-        """Registers an app for the scheme, without an Info.plist if None is given; its folder is returned."""
-        contents = self.folder / f"apps/{scheme}/Vendra.app/Contents"
-        program = contents / "MacOS/Vendra"
+    def install(self, program: Path, info: dict | None, then: str = ""):
+        """Makes an app of this program that goes on as told, without an Info.plist if None is given."""
         program.parent.mkdir(parents=True, exist_ok=True)
-        program.write_text(HANDLER.format(folder=contents, then=then))
+        program.write_text(HANDLER + then)
         program.chmod(0o755)
-        (contents / "Info.plist").unlink(missing_ok=True)
+        program.with_name("Vendra.called").unlink(missing_ok=True)
+        info_plist = program.parents[1] / "Info.plist"
+        info_plist.unlink(missing_ok=True)
         if info is not None:
-            (contents / "Info.plist").write_bytes(plistlib.dumps(info))
-        (contents / "url").unlink(missing_ok=True)
+            info_plist.write_bytes(plistlib.dumps(info))
+
+    def called(self, program: Path) -> list[str]:
+        """Where the app was started, and its arguments; waits for them, and forgets them."""
+        file = program.with_name(program.name + ".called")
+        wait_for(file.exists)
+        called = file.read_text().split("\0")[:-1]
+        file.unlink()
+        return called
+
+    def register(self, scheme: str = "quorvex", info: dict | None = None, then: str = "") -> Path:
+        """Registers an app for the scheme, made as by `install`; its program is returned."""
+        program = self.folder / f"apps/{scheme}/Vendra.app/Contents/MacOS/Vendra"
+        self.install(program, info, then)
         applications = Path(self.settings["XDG_DATA_HOME"]) / "applications"
         applications.mkdir(exist_ok=True)
         (applications / f"{scheme}.desktop").write_text(
@@ -35,13 +46,11 @@ class HandOffTest(EndToEndTest):
             f"MimeType=x-scheme-handler/{scheme};\n")
         with open(applications / "mimeapps.list", "a", encoding="utf-8") as file:
             file.write(f"[Default Applications]\nx-scheme-handler/{scheme}={scheme}.desktop\n")
-        return contents
+        return program
 
-    def received(self, contents: Path) -> str:
-        """The URL that the app was given; waits for it, and forgets it."""
-        url = wait_for(lambda: (contents / "url").exists() and (contents / "url").read_text())
-        (contents / "url").unlink()
-        return url
+    def received(self, program: Path) -> str:
+        """The URL that the app was given."""
+        return self.called(program)[1]
 
     def ancestors(self, *names: str) -> tuple:
         """A command that runs what follows it below processes with these names, the first the farthest."""

@@ -53,7 +53,7 @@ class RecordTest(HandOffTest):
         (self.app.products / "Ext ä.appex.dSYM/circle").symlink_to("../circle")
         (self.app.products / "lower.DSYM").mkdir()
         self.settings["XDG_CACHE_HOME"] = str(self.folder / "a b&ä=%+")
-        contents = self.register(info=NEW)
+        program = self.register(info=NEW)
         for missing in ((), ("SDKROOT", "XCODE_VERSION_ACTUAL", "PROVISIONING_PROFILE")):
             for name in missing:
                 del self.settings[name]
@@ -62,7 +62,7 @@ class RecordTest(HandOffTest):
             folder, = set(self.build_folders()) - before
             self.assertRegex(folder.name, f"^{UUID}$")
             path = quote(str(folder / "Build.plist"), safe="")
-            self.assertEqual(f"quorvex://xcode?QUORVEX_BUILD_PLIST_PATH={path}", self.received(contents))
+            self.assertEqual(f"quorvex://xcode?QUORVEX_BUILD_PLIST_PATH={path}", self.received(program))
             record = plistlib.loads((folder / "Build.plist").read_bytes())
             self.assertEqual(self.record_of(folder), record)
             self.assertEqual(list(self.record_of(folder)), list(record))
@@ -73,8 +73,8 @@ class RecordTest(HandOffTest):
         self.assertEqual([], self.service.proxy_requests)
 
     def test_the_legacy_query(self):
-        contents = self.register(info=OLD)
-        self.settings["PRODUCT_NAME"] = "a b&ä=%+~!*'();:@,/?#[]\"\n"
+        program = self.register(info=OLD)
+        self.settings["PRODUCT_NAME"] = "AZaz09-._~ !*'\"();:@&=+$,/?#[]%20é€😀<>\\^`{|}\x7f\n"
         self.settings["FRAMEWORK_SEARCH_PATHS"] = '"/a b" /c'
         for missing in ((), ("XCODE_VERSION_ACTUAL", "FRAMEWORK_SEARCH_PATHS", "SDKROOT", "WRAPPER_NAME")):
             for name in missing:
@@ -87,21 +87,20 @@ class RecordTest(HandOffTest):
                 pairs += [("XCODE_VERSION_ACTUAL", "0511"),
                           ("FRAMEWORK_SEARCH_PATHS", "%22%2Fa%20b%22%20%2Fc")]
             self.assertEqual("quorvex://xcode?" + "&".join(f"{name}={value}" for name, value in pairs),
-                             self.received(contents))
+                             self.received(program))
         self.assertEqual(2 * [["Sample.app.dSYM"]], [os.listdir(folder) for folder in self.build_folders()])
 
     def test_which_version_reads_the_record(self):
-        for info in ({"CFBundleVersion": 203}, {"CFBundleVersion": "203.1b"}, NEW, OLD,
-                     {"CFBundleVersion": 202}, {"CFBundleVersion": "v203"},
+        for info in (*({"CFBundleVersion": version} for version in (203, "203.1b", "203", "202", 202, "v203")),
                      {"CFBundleShortVersionString": "203"}, None):
             with self.subTest(info):
-                contents = self.register(info=info)
+                program = self.register(info=info)
                 self.assert_run(self.run_tool(), 0, "")
                 reads = info is not None and str(info.get("CFBundleVersion")).startswith("203")
-                self.assertEqual(reads, "QUORVEX_BUILD_PLIST_PATH" in self.received(contents))
+                self.assertEqual(reads, "QUORVEX_BUILD_PLIST_PATH" in self.received(program))
 
     def test_where_the_cache_is(self):
-        contents = self.register(info=NEW)
+        program = self.register(info=NEW)
         endpoint = "https://elsewhere.example/ä/"
         info = plistlib.loads(self.app.info_plist.read_bytes())
         home = Path(self.settings["HOME"])
@@ -114,13 +113,13 @@ class RecordTest(HandOffTest):
                 self.settings.pop("XDG_CACHE_HOME", None)
                 self.settings |= {} if setting is None else {"XDG_CACHE_HOME": setting}
                 self.assert_run(self.run_tool(), 0, "")
-                path = self.received(contents).partition("=")[2]
+                path = self.received(program).partition("=")[2]
                 builds = cache_root(cache, configured if isinstance(configured, str) else API_BASE_URL)
                 self.assertRegex(path, f"^{re.escape(quote(f'{builds}/', safe=''))}{UUID}%2FBuild\\.plist$")
 
     @unittest.skipIf(CHECKER, "the checker changes the environment")
     def test_any_environment_reads_back(self):
-        contents = self.register(info=NEW)
+        program = self.register(info=NEW)
         many = {f"VARIABLE_{number}": str(number) for number in range(10_000)}
         odd = {b"LINES": b"a\nb\r\nc\rd\te ", b"EMPTY": b"", b"MARKUP": "<&>\"']]>\u20ac😀".encode(),
                b"EQUALS": b"=a=b="}
@@ -129,7 +128,7 @@ class RecordTest(HandOffTest):
         passed = {os.fsencode(name): os.fsencode(value) for name, value in (self.settings | many).items()}
         passed |= odd | {name: value for name, (value, _) in broken.items()}
         self.assert_run(self.run_tool(settings=passed), 0, "")
-        self.received(contents)
+        self.received(program)
         folder, = self.build_folders()
         wanted = self.settings | many | {name.decode(): value.decode() for name, value in odd.items()}
         wanted |= {name.decode(errors="replace"): text for name, (_, text) in broken.items()}
@@ -150,14 +149,14 @@ class RoadTest(HandOffTest):
         for names, installed, road in rows:
             with self.subTest(names, installed=installed):
                 shutil.rmtree(Path(self.settings["XDG_DATA_HOME"]) / "applications", ignore_errors=True)
-                contents = self.register(info=NEW) if installed else None
+                program = self.register(info=NEW) if installed else None
                 before = len(self.service.exchanges)
                 result = self.run_tool(API_KEY, through=self.ancestors(*names))
                 if road == self.DIRECT:
                     self.assert_run(result, 0, self.uploaded())
                 elif installed:
                     self.assert_run(result, 0, "")
-                    self.received(contents)
+                    self.received(program)
                 else:
                     self.assert_run(result, 1, self.sign_up())
                 self.assertEqual(2 if road == self.DIRECT else 0, len(self.service.exchanges) - before)
@@ -169,43 +168,41 @@ class RoadTest(HandOffTest):
                 "present and use xcodebuild so that Sample.app.dSYM is uploaded.\n")
 
     def test_debug_lines_of_both_questions(self):
-        contents = self.register(info=NEW)
-        here = self.app.project
-        result = self.run_tool(API_KEY, "-debug", "YES", through=self.ancestors("Xcode"))
-        self.received(contents)
-        self.assert_run(result, 0, (
+        program, here = self.register(info=NEW), self.app.project
+        self.assert_run(self.run_tool(API_KEY, "-debug", "YES", through=self.ancestors("Xcode")), 0, (
             f"Src root {here}Current directory path {here}Run script build phase called from Xcode Bots 0"
-            f"Install path file://{contents.parent}/Sending data to Vendra.app"))
+            f"Install path file://{program.parents[2]}/Sending data to Vendra.app"))
+        self.received(program)
 
     def test_without_a_desktop_app_the_browser_gets_the_sign_up_page(self):
-        contents = self.register("https")
+        program = self.register("https")
         self.assert_run(self.run_tool(API_KEY, through=self.ancestors("Xcode")), 1, self.sign_up())
-        self.assertEqual("https://www.vendra.example/sign_up", self.received(contents))
+        self.assertEqual("https://www.vendra.example/sign_up", self.received(program))
 
     def test_only_the_direct_road_loads_the_libraries_of_the_network(self):
         self.settings["LD_DEBUG"] = "files"  # the loader names each file on standard error
         for road in (self.DIRECT, self.HAND_OFF):
             with self.subTest(road):
-                contents = self.register(info=NEW) if road == self.HAND_OFF else None
+                program = self.register(info=NEW) if road == self.HAND_OFF else None
                 loaded = self.run_tool().stderr.decode()
                 for library in ("libcurl", "libssl", "libcrypto"):
                     self.assertEqual(road == self.DIRECT, f"file={library}" in loaded, library)
-                if contents:
-                    self.received(contents)
+                if program:
+                    self.received(program)
 
     def test_an_app_that_keeps_running_holds_nothing_of_ours(self):
-        contents = self.register(info=NEW, then=f"while [ -e '{self.app.project}' ]; do sleep 0.1; done")
+        program = self.register(info=NEW, then=f"while [ -e '{self.app.project}' ]; do sleep 0.1; done")
         self.assert_run(self.run_tool(), 0, "")  # which ends although the app goes on
-        self.received(contents)
+        self.received(program)
         # A shell has its script open as well.
-        self.assertEqual(sorted(["/dev/null"] * 3 + [str(contents / "MacOS/Vendra")]),
-                         sorted((contents / "descriptors").read_text().splitlines()))
+        self.assertEqual(sorted(["/dev/null"] * 3 + [str(program)]),
+                         sorted(program.with_name("Vendra.descriptors").read_text().splitlines()))
 
 
 class FailureTest(HandOffTest):
     def setUp(self):
         super().setUp()
-        self.contents = self.register(info=NEW)
+        self.program = self.register(info=NEW)
         self.cache = Path(self.settings["XDG_CACHE_HOME"])
         self.build = cache_root(self.cache, API_BASE_URL) / "UUID"
 
@@ -217,7 +214,7 @@ class FailureTest(HandOffTest):
         self.assert_run(result._replace(stderr=stderr), 1, "", log)
         self.assertEqual(before, tree(self.app.dsym))
         self.assertEqual([], list(self.cache.rglob("Build.plist*")))
-        self.assertFalse((self.contents / "url").exists())
+        self.assertFalse(self.program.with_name("Vendra.called").exists())
 
     def test_what_cannot_be_copied(self):
         os.mkfifo(self.app.dsym / "pipe")
@@ -242,7 +239,7 @@ class FailureTest(HandOffTest):
 
     def test_a_cache_that_cannot_be_made(self):
         self.cache.rmdir()
-        self.cache.write_text("a file")
+        self.cache.symlink_to("nowhere")  # the reason is that of the attempt, not that of looking what is there
         error = posix_error(errno.EEXIST, self.cache)
         self.assert_failed("ERROR: unable to write directory for object store.", error,
                            f"Unable to create directory at path {self.build} \n{error}")

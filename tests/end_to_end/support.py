@@ -12,7 +12,8 @@ from collections.abc import Callable
 from pathlib import Path
 from typing import NamedTuple
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
+ROOT = Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "tools"), str(ROOT / "tests/macho")]
 
 import llvm_truth  # noqa: E402
 import sample_app  # noqa: E402
@@ -31,17 +32,15 @@ SAFETY_TIMEOUT = 1500 if CHECKER else 150
 LOG_PREFIX = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} run\[\d+:\d+\] ", re.MULTILINE)
 # A command that runs what follows it as a process that permission bits bind, as they do not bind root.
 UNPRIVILEGED = () if os.geteuid() else ("setpriv", "--bounding-set", "-dac_override,-dac_read_search")
+# What is tested: the folder with the tool and the archiver, and a library for it.
+FRAMEWORK = Path(os.environ.get("QVX_FRAMEWORK", ROOT / "build/Vendra.framework")).resolve()
+PICKY_CURL = Path(os.environ.get("QVX_PICKY_CURL", ROOT / "build/tests/end_to_end/picky_curl")).resolve()
 
 
 class Result(NamedTuple):
     status: int  # negative: the signal that ended it
     stdout: bytes
     stderr: bytes
-
-
-def framework() -> Path:
-    """The folder that holds the tool and the archiver."""
-    return Path(os.environ["QVX_FRAMEWORK"]).resolve()
 
 
 def finish(child: subprocess.Popen) -> Result:
@@ -115,16 +114,13 @@ class EndToEndTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name).resolve()
         self.app = self.made_app.copy_to(self.folder / "build")
-        self.framework = framework()
+        self.framework = FRAMEWORK
         self.service = LocalService(self.hosts)
         self.service.start()
         self.addCleanup(self.service.stop)
-        self.settings = self.app.environment() | self._home() | self.network_settings(self.service)
-
-    @staticmethod
-    def network_settings(service: LocalService) -> dict[str, str]:
-        return {"PATH": os.environ["PATH"], "HTTPS_PROXY": service.proxy_url,
-                "SSL_CERT_FILE": str(service.ca_file)}
+        self.settings = self.app.environment() | self._home() | {
+            "PATH": os.environ["PATH"], "HTTPS_PROXY": self.service.proxy_url,
+            "SSL_CERT_FILE": str(self.service.ca_file)}
 
     def start_tool(self, *arguments: str | bytes, settings: dict | None = None, directory: Path | None = None,
                    name: str | None = None, through: tuple = (), **options) -> subprocess.Popen:
@@ -170,7 +166,7 @@ class EndToEndTest(unittest.TestCase):
     def copy_framework(self, archiver: str | None = None):
         """Makes the test run a copy of the product without its archiver, or with this script in its place."""
         self.framework = self.folder / "Vendra.framework"
-        shutil.copytree(framework(), self.framework, dirs_exist_ok=True)
+        shutil.copytree(FRAMEWORK, self.framework, dirs_exist_ok=True)
         (self.framework / "ditto").unlink()
         if archiver is not None:
             (self.framework / "ditto").write_text(f"#!/bin/sh\n{archiver}\n")
