@@ -7,7 +7,6 @@ import contextlib
 import os
 import random
 import resource
-import shutil
 import signal
 import stat
 import subprocess
@@ -16,15 +15,13 @@ import time
 import unittest
 import zipfile
 
-DITTO = os.path.abspath(os.environ["DITTO"])
+BUILT = os.path.join(os.path.dirname(__file__), "../../build/Vendra.framework/ditto")
+DITTO = os.path.abspath(os.environ.get("DITTO", BUILT))
 BLOCK = 2 << 20
 ZONE_SECONDS = 19800
 ENVIRONMENT = dict(os.environ, TZ="XST-5:30", LC_ALL="C.UTF-8")
 UTF8_FLAG = 0x800
-
-
-def raw_name(info):
-    return info.filename.encode("utf-8" if info.flag_bits & UTF8_FLAG else "cp437")
+ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
 def noise(size):
@@ -35,16 +32,18 @@ def limit(kind, value):
     return lambda: resource.setrlimit(kind, (value, value))
 
 
+def heed_signals():
+    """Keeps what is ignored here, as in a background job of a shell, from being ignored in a child."""
+    for number in ENDING:
+        signal.signal(number, signal.SIG_DFL)
+
+
 class Case(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="archive_test.")
         # Some of these trees are too deep for shutil.rmtree.
         self.addCleanup(subprocess.run, ["rm", "-rf", self.folder], check=True)
-        self.source = self.path("App.dSYM")
-        self.zip = self.path("out.zip")
-
-    def path(self, *names):
-        return os.path.join(self.folder, *names)
+        self.source, self.zip = (os.path.join(self.folder, name) for name in ("App.dSYM", "out.zip"))
 
     def write(self, name, content=b""):
         path = os.path.join(os.fsencode(self.source), os.fsencode(name))
@@ -53,8 +52,8 @@ class Case(unittest.TestCase):
             file.write(content)
         return path
 
-    def ditto(self, source=None, destination=None, program=DITTO, **options):
-        command = [program, "-c", "-k", "--keepParent", source or self.source, destination or self.zip]
+    def ditto(self, source=None, destination=None, through=(), **options):
+        command = [*through, DITTO, "-c", "-k", "--keepParent", source or self.source, destination or self.zip]
         return subprocess.run(command, capture_output=True, env=ENVIRONMENT, **options)
 
     def archive(self, *arguments, **options):
@@ -62,21 +61,19 @@ class Case(unittest.TestCase):
         done = self.ditto(*arguments, **options)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
         with zipfile.ZipFile(self.zip) as archive:
-            return {raw_name(info): info for info in archive.infolist()}
+            return {info.filename.encode("utf-8" if info.flag_bits & UTF8_FLAG else "cp437"): info
+                    for info in archive.infolist()}
 
     def assert_fails(self, done, message):
         self.assertEqual((done.returncode, done.stdout), (1, b""))
         self.assertEqual(os.fsdecode(done.stderr), f"ditto: {message}\n")
 
     def assert_readers_agree(self):
-        """Every reader checks every CRC; the piped one sees only what precedes each entry's content."""
+        """Each reader checks every CRC; the piped one sees only what precedes each entry's content."""
         for command in (["unzip", "-tqq"], ["7z", "t", "-bso0"], ["bsdtar", "-tf"],
                         ["sh", "-c", 'cat "$0" | bsdtar -xOf - >/dev/null']):
             done = subprocess.run([*command, self.zip], capture_output=True, env=ENVIRONMENT)
             self.assertEqual((done.returncode, done.stderr), (0, b""), command)
-        with zipfile.ZipFile(self.zip) as archive:
-            self.assertIsNone(archive.testzip())
-
 
 class Contents(Case):
     FILES = {
@@ -130,15 +127,15 @@ class Contents(Case):
                     local = max(time.gmtime(status.st_mtime + ZONE_SECONDS)[:6], (1980, 1, 1, 0, 0, 0))
                     self.assertEqual(info.date_time, local[:5] + (local[5] // 2 * 2,))
                     self.assertLessEqual(info.compress_size, info.file_size + info.file_size // 10_000)
-        self.assertEqual(entries[top + b"small noise"].compress_type, zipfile.ZIP_STORED)
+        stored = {name for name in self.FILES if entries[top + name].compress_type == zipfile.ZIP_STORED}
+        self.assertEqual(stored, {name for name, content in self.FILES.items() if len(content) < 50} | {b"small noise"})
         self.assert_readers_agree()
-        out = self.path("out")
+        out = os.path.join(self.folder, "out")
         os.mkdir(out)
         subprocess.run(["bsdtar", "-xpf", self.zip, "-C", out], check=True, env=ENVIRONMENT)
-        subprocess.run(["diff", "-r", "--no-dereference", self.source, os.path.join(out, "App.dSYM")],
-                       check=True)
-        for name in (b"one", b"empty", b"a/", b"script.sh", b"empty folder"):
-            was, now = (os.lstat(os.path.join(os.fsencode(place), b"App.dSYM", name)) for place in (self.folder, out))
+        subprocess.run(["diff", "-r", "--no-dereference", self.source, f"{out}/App.dSYM"], check=True)
+        for name in ("one", "empty", "a/", "script.sh", "empty folder"):
+            was, now = (os.lstat(os.path.join(place, name)) for place in (self.source, f"{out}/App.dSYM"))
             self.assertEqual((int(was.st_mtime), was.st_mode), (int(now.st_mtime), now.st_mode), name)
 
     def test_names_of_the_top_entry(self):
@@ -159,14 +156,11 @@ class Contents(Case):
 
 class Extents(Case):
     def test_more_entries_than_16_bits_count(self):
-        os.makedirs(self.source)
-        folder = os.open(self.source, os.O_RDONLY)
-        self.addCleanup(os.close, folder)
-        for i in range(66_000):
-            os.close(os.open(f"{i:05}", os.O_CREAT | os.O_WRONLY, dir_fd=folder))
         self.write("00007", b"content")
+        for i in range(8, 66_008):
+            os.close(os.open(f"{self.source}/{i:05}", os.O_CREAT | os.O_WRONLY))
         entries = self.archive()
-        self.assertEqual(len(entries), 66_001)
+        self.assertEqual(len(entries), 66_002)
         self.assertEqual(entries[b"App.dSYM/00007"].file_size, 7)
         self.assert_readers_agree()
 
@@ -213,13 +207,12 @@ class Failures(Case):
         self.assert_nothing_written()
 
     def test_paths_that_do_not_do(self):
-        file = self.noise
         for source, destination, message in [
-            (self.path("two\nlines"), None, f"{self.path('two?lines')}: No such file or directory"),
-            (file + "/", None, f"{file}/: Not a directory"),
+            (f"{self.folder}/two\nlines", None, f"{self.folder}/two?lines: No such file or directory"),
+            (f"{self.noise}/", None, f"{self.noise}/: Not a directory"),
             ("/dev/null", None, "/dev/null: Not a folder or file"),
             ("/", None, "/: Has no name of its own"),
-            (None, self.path("none", "x.zip"), f"{self.path('none', 'x.zip')}: No such file or directory"),
+            (None, f"{self.folder}/none/x.zip", f"{self.folder}/none/x.zip: No such file or directory"),
             (None, self.source, f"{self.source}: Is not a regular file"),
             (None, "/dev/null", "/dev/null: Is not a regular file"),
         ]:
@@ -229,36 +222,29 @@ class Failures(Case):
 
     def test_special_files_are_refused_unopened(self):
         path = os.path.join(self.source, "special")
-        for kind in (stat.S_IFIFO, stat.S_IFSOCK):
-            os.mknod(path, kind | 0o644)
-            self.assert_fails(self.ditto(), f"{path}: Not a folder, file or symbolic link")
-            os.unlink(path)
+        os.mkfifo(path)
+        self.assert_fails(self.ditto(), f"{path}: Not a folder, file or symbolic link")
         self.assert_nothing_written()
 
     def test_what_may_not_be_read_or_written(self):
-        # Root may do everything, so it has somebody else run a copy that everybody can reach.
-        user = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
-        program = shutil.copy(DITTO, self.path("ditto"))
+        # Permission bits bind root only when it lacks these rights.
+        through = () if os.geteuid() else ("setpriv", "--bounding-set", "-dac_override,-dac_read_search")
         secret = os.fsdecode(self.write("secret", b"x"))
-        for path, mode, denied in [(self.folder, 0o555, self.zip), (secret, 0, None), (self.source, 0, None)]:
+        for path, mode, denied in [(self.folder, 0o500, self.zip), (secret, 0, secret), (self.source, 0, self.source)]:
             with self.subTest(path=path):
-                os.chmod(self.folder, 0o777)
                 before = os.stat(path).st_mode
                 os.chmod(path, mode)
-                done = self.ditto(program=program, **user)
+                done = self.ditto(through=through)
                 os.chmod(path, before)
-                self.assert_fails(done, f"{denied or path}: Permission denied")
-        os.unlink(program)
+                self.assert_fails(done, f"{denied}: Permission denied")
         self.assert_nothing_written()
 
     def test_full_disk_leaves_what_was_there(self):
         self.write("more noise", noise(2 * BLOCK))
         full = limit(resource.RLIMIT_FSIZE, BLOCK + 5_000)
-        with open(self.zip, "w", encoding="ascii") as file:
-            file.write("precious")
+        os.symlink("precious", self.zip)
         self.assert_fails(self.ditto(preexec_fn=full), f"{self.zip}: File too large")
-        with open(self.zip, encoding="ascii") as file:
-            self.assertEqual(file.read(), "precious")
+        self.assertEqual(os.readlink(self.zip), "precious")
         os.unlink(self.zip)
         self.assert_nothing_written()
 
@@ -268,7 +254,7 @@ class Failures(Case):
         endless = self.write("endless")
         os.truncate(endless, 1 << 40)
         with subprocess.Popen([DITTO, "-c", "-k", "--keepParent", self.source, self.zip],
-                              stderr=subprocess.PIPE) as process:
+                              stderr=subprocess.PIPE, preexec_fn=heed_signals) as process:
             try:
                 # The noise comes first and is written when the pipeline is full of what follows it.
                 while not any(file.stat().st_size >= BLOCK for file in os.scandir(self.folder)):
@@ -279,7 +265,7 @@ class Failures(Case):
                 process.kill()
 
     def test_signals_remove_the_partial_archive(self):
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        for number in ENDING:
             with self.subTest(signal=number), self.at_work_on_endless_file() as (process, _):
                 process.send_signal(number)
                 self.assertEqual(process.wait(), -number)
