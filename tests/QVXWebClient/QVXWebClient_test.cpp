@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <mutex>
+#include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,24 +25,24 @@ std::shared_ptr<QVXWebClient> makeClient() {
     return QVXWebClient::initWithURL(platform::URL::initWithString("https://api.quorvex.example/base/"));
 }
 
-std::shared_ptr<QVXWebRequest> makeRequest(const std::string& path, const char* method = "GET") {
-    return QVXWebRequest::requestWithMethod(method, path);
+std::shared_ptr<QVXWebRequest> makeRequest(const std::string& path) {
+    return QVXWebRequest::requestWithMethod("GET", path);
 }
 
-/// Sends asynchronously and runs the loop until the completion has come.
-Response send(const std::string& path, std::optional<uint64_t> expected = std::nullopt) {
+/// Lets `start` have a completion, and runs the loop until that has come.
+Response responseOf(const std::function<void(const QVXWebClient::Completion&)>& start) {
     Response result;
-    const QVXWebClient::Completion completion = [&](const Response& response) {
+    start([&](const Response& response) {
         result = response;
         stop();
-    };
-    const auto client = makeClient();
-    if (expected)
-        client->startRequest(makeRequest(path), *expected, completion);
-    else
-        client->startRequest(makeRequest(path), completion);
+    });
     platform::MainRunLoop::run();
     return result;
+}
+
+Response send(const std::string& path) {
+    return responseOf(
+        [&](const auto& completion) { makeClient()->startRequest(makeRequest(path), completion); });
 }
 
 std::string codeOf(const QVXWebResponse& response) {
@@ -50,13 +51,12 @@ std::string codeOf(const QVXWebResponse& response) {
 
 TEST(QVXWebClient, AsynchronousRepliesAreDecodedByContentType) {
     const Value answer = Dictionary{{"answer", 42}};
-    struct Row {
+    const struct {
         const char* path;
         std::optional<Value> body;
         uint64_t status = 200;
         const char* error = "";
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"/json", answer},
         {"/plist", answer},
         {"/both", Value(Value::Array{1})},
@@ -68,8 +68,9 @@ TEST(QVXWebClient, AsynchronousRepliesAreDecodedByContentType) {
         {"/unauthorized", Value(Data::withBytes("who?")), 401},
         {"/challenge", std::nullopt, 0, "QVXWebClientErrorDomain -2"},
         {"/a b", std::nullopt, 0, "NSURLErrorDomain -1000"},
+        {"https://password.example/", std::nullopt, 0, "QVXWebClientErrorDomain -2"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.path);
         const Response response = send(row.path);
         EXPECT_EQ(response->body(), row.body);
@@ -79,12 +80,18 @@ TEST(QVXWebClient, AsynchronousRepliesAreDecodedByContentType) {
 }
 
 TEST(QVXWebClient, ExpectedStatusIsCheckedExactlyAndTransportErrorsWin) {
-    EXPECT_EQ(codeOf(*send("/status/201", 201)), "");
-    EXPECT_EQ(codeOf(*send("/status/200", 201)), "QVXWebClientErrorDomain -1");
-    EXPECT_EQ(codeOf(*send("/break", 201)), "NSURLErrorDomain -1005");
+    for (const auto& [path, error] : {std::pair("/status/201", ""),
+                                      {"/status/200", "QVXWebClientErrorDomain -1"},
+                                      {"/break", "NSURLErrorDomain -1005"}}) {
+        const Response response = responseOf([path = path](const auto& completion) {
+            makeClient()->startRequest(makeRequest(path), 201, completion);
+        });
+        EXPECT_EQ(codeOf(*response), error) << path;
+    }
     makeClient()->syncStartRequest(makeRequest("/status/404"), 200, [](const Response& response) {
         EXPECT_EQ(codeOf(*response), "QVXWebClientErrorDomain -1");
         EXPECT_EQ(response->statusCode(), 404U);
+        EXPECT_FALSE(response->wasSuccessful());
     });
 }
 
@@ -92,119 +99,121 @@ TEST(QVXWebClient, SynchronousSendsGiveRawDataOnTheCallersThread) {
     const auto client = makeClient();
     client->addValue("run/1", "User-Agent");
     client->addValue("run/2", "User-Agent");
-    int calls = 0;
-    client->syncStartRequest(makeRequest("/json"),
+    std::string seen;
+    client->syncStartRequest(makeRequest("echo"),
                              [&, thread = std::this_thread::get_id()](const Response& response) {
-                                 calls += 1;
                                  EXPECT_EQ(std::this_thread::get_id(), thread);
-                                 EXPECT_EQ(response->body(), Value(Data::withBytes(R"({"answer": 42})")));
+                                 EXPECT_EQ(response->body(), Value(response->responseData()));
                                  EXPECT_TRUE(response->wasSuccessful());
+                                 seen += response->responseData().string();
                              });
-    client->syncStartRequest(makeRequest("echo"), [&](const Response& response) {
-        calls += 1;
-        const std::string seen = response->responseData().string();
-        EXPECT_NE(seen.find("GET /base/echo HTTP/1.1\\r\\n"), std::string::npos) << seen;
-        EXPECT_NE(seen.find("\\r\\nUser-Agent: run/2\\r\\n"), std::string::npos) << seen;
-    });
-    EXPECT_EQ(calls, 2);
+    EXPECT_NE(seen.find("GET /base/echo HTTP/1.1\\r\\n"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("\\r\\nUser-Agent: run/2\\r\\n"), std::string::npos) << seen;
 }
 
 TEST(QVXWebClient, ConvenienceSendsResolveAgainstTheBase) {
     const auto client = makeClient();
-    std::vector<std::string> seen;
-    const QVXWebClient::Completion completion = [&](const Response& response) {
-        const Dictionary* echo = response->body() ? response->body()->get<Dictionary>() : nullptr;
-        seen.push_back(echo ? echo->string("method").value_or("") + echo->string("host").value_or("") +
-                                  echo->string("path").value_or("") + echo->find("fields")->description()
-                            : codeOf(*response));
-        stop();
-    };
-    for (const char* path : {"p?q", "/top", "a b"}) {
-        client->getPath(path, completion);
-        platform::MainRunLoop::run();
+    const auto other = platform::URL::initWithString("https://other.example/u");
+    std::string seen;
+    for (const Response& response :
+         {responseOf([&](const auto& completion) { client->getPath("p?q", completion); }),
+          responseOf([&](const auto& completion) { client->getURL(*other, completion); }),
+          responseOf([&](const auto& completion) {
+              client->postFormData({{"k", "v"}, {"n", 1}}, "/form", completion);
+          })}) {
+        ASSERT_TRUE(response->body() && response->body()->get<Dictionary>());
+        for (const char* key : {"method", "host", "path", "fields"})
+            seen += response->body()->get<Dictionary>()->find(key)->description() + ' ';
     }
-    client->getURL(*platform::URL::initWithString("https://other.example/u"), completion);
-    platform::MainRunLoop::run();
-    client->postFormData({{"k", "v"}, {"n", 1}}, "form", completion);
-    platform::MainRunLoop::run();
-    EXPECT_EQ(seen,
-              (std::vector<std::string>{"GETapi.quorvex.example/base/p?q()", "GETapi.quorvex.example/top()",
-                                        "NSURLErrorDomain -1000", "GETother.example/u()",
-                                        "POSTapi.quorvex.example/base/form((k, , v))"}));
+    EXPECT_EQ(seen, "GET api.quorvex.example /base/p?q () GET other.example /u () "
+                    "POST api.quorvex.example /form ((k, , v)) ");
 }
 
 TEST(QVXWebClient, ManyAtOnceCompleteOnceEachOnWorkersEvenWhenTheClientIsGone) {
     constexpr size_t count = 40;
-    std::mutex mutex;
-    std::vector<int> completions(count);
+    std::vector<std::atomic<int>> completions(count);
     std::vector<std::weak_ptr<QVXWebRequest>> requests;
     std::atomic<size_t> open = count;
     const auto mainThread = std::this_thread::get_id();
-    {
-        const auto client = makeClient();
-        for (size_t index = 0; index < count; ++index) {
-            const auto request = makeRequest(index % 4 == 3 ? "/challenge" : "/pieces");
-            requests.push_back(request);
-            client->startRequest(request, [&, index](const Response& response) {
-                {
-                    const std::lock_guard lock(mutex);
-                    completions[index] += 1;
-                    EXPECT_NE(std::this_thread::get_id(), mainThread);
-                    EXPECT_EQ(codeOf(*response), index % 4 == 3 ? "QVXWebClientErrorDomain -2" : "");
-                }
-                if (--open == 0)
-                    stop();
-            });
-        }
+    for (const auto client = makeClient(); requests.size() < count;) {
+        const size_t index = requests.size();
+        const auto request = makeRequest(index % 4 == 3 ? "/challenge" : "/pieces");
+        requests.push_back(request);
+        client->startRequest(request, [&, index](const Response& response) {
+            completions[index] += 1;
+            EXPECT_NE(std::this_thread::get_id(), mainThread);
+            EXPECT_EQ(codeOf(*response), index % 4 == 3 ? "QVXWebClientErrorDomain -2" : "");
+            if (--open == 0)
+                stop();
+        });
     }
     platform::MainRunLoop::run();
-    EXPECT_EQ(completions, std::vector<int>(count, 1));
-    // The transactions, and with them the requests, go right behind their completions.
-    for (const auto& request : requests) {
-        while (!request.expired())
+    for (size_t index = 0; index < count; ++index) {
+        EXPECT_EQ(completions[index], 1);
+        // The transactions, and with them the requests, go right behind their completions.
+        while (!requests[index].expired())
             std::this_thread::yield();
     }
 }
 
-TEST(QVXWebClient, TheRequestsHandlerIsAskedAboutTheServersTrust) {
-    for (const bool answer : {true, false}) {
-        for (const auto& [url, code] : {std::pair("https://api.quorvex.example/text", ""),
-                                        {"https://unknown-ca.example/text", "NSURLErrorDomain -1203"}}) {
-            SCOPED_TRACE(url);
-            std::atomic<int> asked = 0;
-            const auto request = makeRequest("");
-            request->setURL(platform::URL::initWithString(url));
-            request->setProtectionSpaceHandler([&](const platform::ProtectionSpace& space) {
-                asked += space.serverTrust ? 1 : 100;
-                return answer;
-            });
-            makeClient()->startRequest(request, [code = code](const Response& response) {
-                EXPECT_EQ(codeOf(*response), code);
-                stop();
-            });
-            platform::MainRunLoop::run();
-            EXPECT_EQ(asked, 1);
-        }
+TEST(QVXWebClient, TheRequestsHandlerIsAskedAboutTheServersTrustAndDoesNotReplaceIt) {
+    for (const auto& [url, code] : {std::pair("https://api.quorvex.example/json", ""),
+                                    {"https://unknown-ca.example/json", "NSURLErrorDomain -1203"}}) {
+        std::atomic<int> asked = 0;
+        const auto request = makeRequest(url);
+        request->setProtectionSpaceHandler([&, code = code](const platform::ProtectionSpace& space) {
+            asked += space.serverTrust ? 1 : 100;
+            return *code != '\0'; // the opposite of what is right
+        });
+        const Response response =
+            responseOf([&](const auto& completion) { makeClient()->startRequest(request, completion); });
+        EXPECT_EQ(codeOf(*response), code) << url;
+        EXPECT_EQ(asked, 1) << url;
     }
 }
 
-TEST(QVXWebClientDeathTest, SecondStartsAndReentryStopTheProcess) {
+TEST(QVXWebClientDeathTest, ExchangesThatRunDoNotDisturbTheEndOfTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(
+    EXPECT_EXIT(
         {
-            const auto transaction = QVXWebClientTransaction::transactionWithRequest(makeRequest("/"));
-            transaction->startWithCompletionHandler([](const Response&) {});
-            transaction->startWithCompletionHandler([](const Response&) {});
-            platform::MainRunLoop::run();
+            for (const char* path : {"/stall", "/pieces"})
+                makeClient()->startRequest(makeRequest(path), [](const Response&) { std::abort(); });
+            makeClient()->syncStartRequest(makeRequest("/pieces"), [](const Response&) {});
+            std::exit(7);
         },
-        "QVXWebClientTransaction:88: .* Assertion `_connection == nil'");
-    EXPECT_DEATH(
-        {
-            const auto client = makeClient();
-            client->syncStartRequest(makeRequest("/a b"),
-                                     [&](const Response&) { client->addValue("v", "n"); });
-        },
-        "queue com.quorvex.rest-client was entered again");
+        testing::ExitedWithCode(7), "");
+}
+
+TEST(QVXWebClientDeathTest, ProgrammingErrorsStopTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto transaction = [] { return QVXWebClientTransaction::transactionWithRequest(makeRequest("/")); };
+    const std::string folder = "QVXWebClient/QVXWebClient/";
+    const std::pair<std::function<void()>, std::string> rows[] = {
+        {[] { QVXWebRequest::requestWithMethod("GET", std::nullopt); },
+         folder + "QVXWebRequest:17: \\+\\[QVXWebRequest requestWithMethod:path:\\]: Assertion `path'"},
+        {[] { QVXWebRequest::requestWithMethod(std::nullopt, "/"); },
+         folder + "QVXWebRequest:36: -\\[QVXWebRequest initWithMethod:\\]: Assertion `method'"},
+        {[] { QVXWebClient::encodeJSON(1); },
+         folder + "QVXWebClient:58: .* Assertion `0 && \"encodeJSON: isn't implemented yet\"'"},
+        {[&] { transaction()->syncStartWithCompletionHandler(nullptr); },
+         folder + "QVXWebClientTransaction:192: .* Assertion `_completionHandler'"},
+        {[&] { transaction()->connectionDidFailWithError(std::nullopt); },
+         folder + "QVXWebClientTransaction:239: .* Assertion `error'"},
+        {[&] {
+             const auto started = transaction();
+             started->startWithCompletionHandler([](const Response&) {});
+             started->startWithCompletionHandler([](const Response&) {});
+             platform::MainRunLoop::run();
+         },
+         "QVXWebClientTransaction:88: .* Assertion `_connection == nil'"},
+        {[] {
+             const auto client = makeClient();
+             client->syncStartRequest(makeRequest("/a b"),
+                                      [&](const Response&) { client->addValue("v", "n"); });
+         },
+         "queue com.quorvex.rest-client was entered again"}};
+    for (const auto& [stops, text] : rows)
+        EXPECT_DEATH(stops(), text);
 }
 
 } // namespace

@@ -13,40 +13,26 @@ namespace qvx::platform {
 using namespace std::string_literals;
 
 TEST(String, FormatsObjectsTextsAndNumbers) {
-    const std::optional<std::string> absent;
     const std::optional<Error> error{{"D", -1003, "no %@ here"}};
-    EXPECT_EQ(platform::format("%@|%@|%s|%@", absent, "a%@b", "é"s, std::optional<std::string>("")),
-              "(null)|a%@b|é|");
-    EXPECT_EQ(platform::format("%@ %@", error, std::optional<Error>()),
-              "Error Domain=D Code=-1003 \"no %@ here\" (null)");
+    EXPECT_EQ(platform::format("%@|%s|%@|%@", "a%@b", "é"s, std::optional<std::string>(""), error),
+              "a%@b|é||Error Domain=D Code=-1003 \"no %@ here\"");
+    EXPECT_EQ(platform::format("%@%@", std::optional<std::string>(), std::optional<Error>()), "(null)(null)");
     EXPECT_EQ(platform::format("%i %d %lu %tu 100%%", uint64_t{0xFFFFFFFF}, -7, UINT64_MAX, 3U),
               "-1 -7 18446744073709551615 3 100%");
     EXPECT_EQ(platform::format("%@", Value(Dictionary{{"k", Value::Array{1, true}}})), "{k = (1, 1); }");
 }
 
 TEST(String, BooleanAndIntegerOfText) {
-    struct {
-        const char* text;
-        bool boolean;
-        int32_t integer;
-    } const rows[] = {{"", false, 0},
-                      {"YES", true, 0},
-                      {"true", true, 0},
-                      {"no", false, 0},
-                      {"  \t+001x", true, 1},
-                      {"-9", true, -9},
-                      {"0000", false, 0},
-                      {"-0y", true, 0},
-                      {"a1", false, 0},
-                      {"+ 1", false, 0},
-                      {"2147483648", true, INT32_MAX},
-                      {"-99999999999999999999999", true, INT32_MIN},
-                      {"0x10", false, 0},
-                      {"\n12,5", true, 12}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(boolValue(row.text), row.boolean) << row.text;
-        EXPECT_EQ(integerValue(row.text), row.integer) << row.text;
-    }
+    for (const char* text : {"YES", "true", "  \t+001x", "-9", "-0y", "\n12,5", "2147483648"})
+        EXPECT_TRUE(boolValue(text)) << text;
+    for (const char* text : {"", "no", "0000", "a1", "+ 1", "0x10"})
+        EXPECT_FALSE(boolValue(text)) << text;
+    for (const char* text : {"", "YES", "0000", "-0y", "a1", "+ 1", "0x10"})
+        EXPECT_EQ(integerValue(text), 0) << text;
+    EXPECT_EQ(integerValue("  \t+001x"), 1);
+    EXPECT_EQ(integerValue("\n12,5"), 12);
+    EXPECT_EQ(integerValue("2147483648"), INT32_MAX);
+    EXPECT_EQ(integerValue("-99999999999999999999999"), INT32_MIN);
 }
 
 TEST(String, UTF8) {

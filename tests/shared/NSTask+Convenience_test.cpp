@@ -2,15 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <string>
 
-#include "platform/tasks/Task.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/TemporaryFolder.h"
 
 namespace qvx::NSTask {
 
@@ -75,31 +73,6 @@ TEST(NSTask, TheChildStartsClean) {
     ::close(inherited);
     // The fourth descriptor is that of the listing itself.
     EXPECT_EQ(outcome.standardOutput, "0\n1\n2\n3\n2\n");
-}
-
-TEST(NSTask, WhatCannotBeRunThrows) {
-    const test::TemporaryFolder folder;
-    const std::string plain = folder.file("plain", "#!/bin/sh\n");
-    for (const std::string& path : {folder.path("missing"), folder.path(), plain}) {
-        bool called = false;
-        EXPECT_THROW(launchWithPath(path, {}, {}, [&](const auto&, const auto&, int32_t) { called = true; }),
-                     platform::LaunchFailure)
-            << path;
-        EXPECT_FALSE(called);
-    }
-    EXPECT_THROW(launch("exit 0", folder.path("missing")), platform::LaunchFailure);
-}
-
-TEST(NSTaskDeathTest, NoDescriptorsLeft) {
-    const auto launchWithoutDescriptors = [] {
-        const rlimit limit{4, 4};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-        launch("exit 0");
-    };
-    EXPECT_EXIT(launchWithoutDescriptors(), testing::KilledBySignal(SIGABRT),
-                "shared/Categories/NSTask\\+Convenience:29: \\+\\[NSTask\\(Convenience\\) "
-                "launchWithPath:workingDirectory:arguments:environment:completion:\\]: "
-                ".*stdoutPipe && stdinPipe && stderrPipe");
 }
 
 } // namespace qvx::NSTask

@@ -4,27 +4,25 @@
 
 #include <tuple>
 
-#include "MachOBuilder.h"
 #include "macho/Sections.h"
+#include "tests/macho/MachOBuilder.h"
 
 namespace qvx::test {
 
 namespace {
 
-macho::QVXMachOSlice sliceOf(const std::string& image, int32_t cputype = x86_64) {
-    return {.startAddress = image.data(), .cputype = cputype, .readableSize = image.size()};
-}
-
 uint32_t visits(const std::string& image) {
     uint32_t count = 0;
-    macho::QVXMachOSlice slice = sliceOf(image);
+    macho::QVXMachOSlice slice{.startAddress = image.data(), .readableSize = image.size()};
     macho::QVXMachOSliceEnumerateLoadCommands(&slice, [&](auto...) { ++count; });
     return count;
 }
 
-std::optional<std::ptrdiff_t> sectionOffset(const std::string& image, const char* name, int32_t cputype) {
+std::optional<std::ptrdiff_t> sectionOffset(const std::string& image, const char* name,
+                                            int32_t cputype = x86_64) {
     const void* data = &image;
-    const macho::QVXMachOSlice slice = sliceOf(image, cputype);
+    const macho::QVXMachOSlice slice{
+        .startAddress = image.data(), .cputype = cputype, .readableSize = image.size()};
     macho::QVXMachOSliceGetSectionByName(&slice, name, &data);
     if (data == nullptr)
         return std::nullopt;
@@ -88,33 +86,28 @@ TEST(LoadCommands, DylibNamesEndWithTheCommand) {
     }
 }
 
-TEST(Sections, AreFoundByBothNamesInFilesOfBothWidths) {
-    for (const bool is64Bit : {false, true}) {
-        const int32_t cputype = is64Bit ? x86_64 : i386;
-        const uint32_t size = (is64Bit ? 32 + 2 * 72 + 6 * 80 : 28 + 2 * 56 + 6 * 68);
-        Thin thin{.magic = is64Bit ? magic64 : magic32, .cputype = cputype};
-        thin.commands = {segment(is64Bit, "__DATA", {{"__eh_frame", 1, 1, "__DATA"}}),
-                         segment(is64Bit, "__TEXT",
-                                 {{"__unwind_info_of", 40, 8}, // all 16 bytes, no NUL
-                                  {"__eh_frame", size - 8, 8},
-                                  {"__eh_frame", 0, 1},
-                                  {"__unwind_info", size - 8, 9},
-                                  {"__big", 0xffffffff, 0xffffffff}})};
-        const std::string image = thin.bytes();
-        ASSERT_EQ(size, image.size());
-        EXPECT_EQ(size - 8, sectionOffset(image, "__eh_frame", cputype));
-        EXPECT_EQ(40, sectionOffset(image, "__unwind_info_of", cputype));
-        for (const char* name : {"__unwind_info", "__big", "__unwind", "__missing"})
-            EXPECT_EQ(std::nullopt, sectionOffset(image, name, cputype)) << name;
-        EXPECT_EQ(std::nullopt, sectionOffset(image, "__eh_frame", cputype ^ 0x01000000));
+TEST(Sections, LieInTheSliceUnderBothNames) {
+    constexpr uint32_t size = 32 + 2 * 72 + 6 * 80;
+    const std::string image = Thin{.commands = {segment(true, "__DATA", {{"__eh_frame", 1, 1, "__DATA"}}),
+                                                segment(true, "__TEXT",
+                                                        {{"__unwind_info_of", 40, 8}, // all 16 bytes, no NUL
+                                                         {"__eh_frame", size - 8, 8},
+                                                         {"__eh_frame", 0, 1},
+                                                         {"__unwind_info", size - 8, 9},
+                                                         {"__big", 0xffffffff, 0xffffffff}})}}
+                                  .bytes();
+    ASSERT_EQ(size, image.size());
+    EXPECT_EQ(size - 8, sectionOffset(image, "__eh_frame"));
+    EXPECT_EQ(40, sectionOffset(image, "__unwind_info_of"));
+    for (const char* name : {"__unwind_info", "__big", "__unwind", "__missing"})
+        EXPECT_EQ(std::nullopt, sectionOffset(image, name)) << name;
+    EXPECT_EQ(std::nullopt, sectionOffset(image, "__eh_frame", i386));
 
-        // One segment without a name, as in an object file, that claims more sections than it holds.
-        std::string many = segment(is64Bit, "", {{"__text", 0, 4}});
-        many.replace(is64Bit ? 64 : 48, 4, word(0xffffffff));
-        thin.commands = {many};
-        EXPECT_EQ(0, sectionOffset(thin.bytes(), "__text", cputype));
-        EXPECT_EQ(std::nullopt, sectionOffset(thin.bytes(), "__eh_frame", cputype));
-    }
+    // One segment without a name, as in an object file, that claims more sections than it holds.
+    std::string many = segment(true, "", {{"__text", 0, 4}});
+    many.replace(64, 4, word(0xffffffff));
+    EXPECT_EQ(0, sectionOffset(Thin{.commands = {many}}.bytes(), "__text"));
+    EXPECT_EQ(std::nullopt, sectionOffset(Thin{.commands = {many}}.bytes(), "__eh_frame"));
 }
 
 } // namespace qvx::test

@@ -2,10 +2,14 @@
 
 import re
 import subprocess
+import sys
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from sample_app import LLVM
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tools"))
+
+from sample_app import LLVM  # noqa: E402
 
 
 @dataclass
@@ -16,12 +20,10 @@ class Slice:
     architecture: str | None  # None in a thin file, whose architecture the tool does not name
     cputype: int = 0
     cpusubtype: int = 0
-    filetype: int = 0
     uuid: str | None = None  # 32 lower-case hexadecimal digits
     minimum: str | None = None
     sdk: str | None = None
     dylibs: list[str] = field(default_factory=list)
-    cryptid: int | None = None
     # (segment, section) -> offset in the slice
     sections: dict[tuple[str, str], int] = field(default_factory=dict)
 
@@ -44,8 +46,7 @@ def _slice(architecture: str | None, listing: str) -> Slice:
     header, *commands = re.split(r"^Load command \d+$", listing, flags=re.MULTILINE)
     magic_line = header.strip().splitlines()[-1].split()
     found = Slice(architecture, cputype=_signed(int(magic_line[1])),
-                  cpusubtype=_signed(int(magic_line[2]) | int(magic_line[3], 16) << 24),
-                  filetype=int(magic_line[4]))
+                  cpusubtype=_signed(int(magic_line[2]) | int(magic_line[3], 16) << 24))
     for command in commands:
         _read_command(found, command)
     return found
@@ -63,8 +64,6 @@ def _read_command(found: Slice, text: str) -> None:
         found.minimum, found.sdk = value("version"), value("sdk")
     elif kind.endswith("_DYLIB") and kind != "LC_ID_DYLIB":
         found.dylibs.append(value("name").rpartition(" (offset")[0])
-    elif kind.startswith("LC_ENCRYPTION_INFO"):
-        found.cryptid = int(value("cryptid"))
     elif kind.startswith("LC_SEGMENT"):
         for section in re.split(r"^Section$", text, flags=re.MULTILINE)[1:]:
             name, segment, offset = (re.search(rf"^\s*{key} (\S+)", section, re.MULTILINE)[1]

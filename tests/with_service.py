@@ -16,9 +16,10 @@ import sys
 import urllib.parse
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tools"))
 
-from service.behaviours import break_reply, redirect, refuse, reply, stall, tunnel  # noqa: E402
+from service.behaviours import (  # noqa: E402
+    break_reply, redirect, refuse, reply, stall, stall_handshake, stall_in_body, tunnel)
 from service.certificates import Flaw  # noqa: E402
 from service.server import LocalService  # noqa: E402
 
@@ -31,15 +32,17 @@ ANSWERS = {
     "/plist": reply(200, PLIST, plistlib.dumps({"answer": 42}, fmt=plistlib.FMT_BINARY)),
     "/bad-plist": reply(200, PLIST, b"no list"),
     "/both": reply(200, [("Content-Type", "application/json, application/x-plist")], plistlib.dumps([1])),
-    "/text": reply(200, [("Content-Type", "text/plain")], b"0123456789abcdef"),
     "/pieces": reply(200, JSON, b'{"pieces": "0123456789"}', pause=0.002, piece=1),
-    "/trickle": reply(200, [], b"drop by drop", pause=0.1, piece=1),
+    "/trickle": reply(200, [], b"drop by drop", pause=0.2, piece=8),
+    "/slow": reply(201, rate=8 << 20),
     "/empty": reply(200, JSON),
     "/gzip": reply(200, [("Content-Encoding", "gzip")], gzip.compress(b"plain text")),
     "/challenge": reply(401, [("WWW-Authenticate", 'Basic realm="here"')], b"who?"),
     "/unauthorized": reply(401, [], b"who?"),
     "/break": break_reply(200, b"half of it"),
     "/stall": stall,
+    "/stall-in-body": stall_in_body,
+    "/stall-in-reply": reply(500, [("Content-Length", "9")], b"half"),
     "/headers": reply(200, [(f"X-Field-{n}", "v" * 64) for n in range(1000)] + [("x-field-7", "more")]),
     "/endless-headers": reply(200, [("X-Field", "v" * 1000)] * 280),
     "/sixteen-mebibytes": reply(200, [], bytes(16 << 20)),
@@ -47,6 +50,8 @@ ANSWERS = {
     "/bomb": reply(200, [("Content-Encoding", "gzip")], gzip.compress(bytes(17 << 20))),
 }
 CONNECTS = {
+    "silent.example": lambda connection, _certificate: connection.hold(),
+    "silent-handshake.example": stall_handshake,
     "password.example": refuse(407, [("Proxy-Authenticate", 'Basic realm="proxy"')]),
     "unknown-ca.example": tunnel(Flaw.UNKNOWN_CA),
 }
