@@ -68,26 +68,29 @@ void verifyInfoPlistValuesAtPath(std::string_view path) {
 
 void computePathToFramework(const Environment& environment) {
     // Xcode runs build phases in the folder of the project and a scheme's actions elsewhere, without most
-    // settings. Compared as they stand first, since links are resolved by neither or by both.
+    // settings. Either may be named through links.
+    const auto isSame = [](const std::optional<std::string>& root, const std::string& folder) {
+        return root == folder && !folder.empty(); // which it is when the current folder was removed
+    };
     const std::optional<std::string> sourceRoot = environment.value("SRCROOT");
     const std::string current = FileManager::currentDirectoryPath();
     if (debugMode) {
         QVXLog("Src root %@", sourceRoot);
         QVXLog("Current directory path %@", current);
     }
-    if (sourceRoot == current)
+    if (isSame(sourceRoot, current))
         return;
     const std::string currentResolved = FileManager::stringByResolvingSymlinksInPath(current);
     if (debugMode)
         QVXLog("Current directory path resolved %@", currentResolved);
-    if (sourceRoot == currentResolved)
+    if (isSame(sourceRoot, currentResolved))
         return;
     std::optional<std::string> sourceRootResolved;
     if (sourceRoot)
         sourceRootResolved = FileManager::stringByResolvingSymlinksInPath(*sourceRoot);
     if (debugMode)
         QVXLog("Src root resolved %@", sourceRootResolved);
-    if (sourceRootResolved == currentResolved)
+    if (isSame(sourceRootResolved, currentResolved))
         return;
     failWithTitleAndReason("Use a Target Run Script Build Phase",
                            "Make sure the Vendra command is added to your project Target and not the scheme "

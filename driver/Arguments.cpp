@@ -36,4 +36,8 @@ std::string buildSecretFromArguments(int argc, const char* const* argv) {
     return stringWithUTF8String(argv[2]).value_or("");
 }
 
+void blankArgument(char* argument) {
+    std::memset(argument, ' ', std::strlen(argument));
+}
+
 } // namespace qvx

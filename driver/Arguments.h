@@ -16,4 +16,8 @@ std::optional<std::string> apiKeyFromArgument(const char* argument);
 /// The second argument when it is UTF-8 text of exactly 64 bytes, else "".
 std::string buildSecretFromArguments(int argc, const char* const* argv);
 
+/// Overwrites the argument with blanks, so that listings of processes show it no longer; its length stays.
+/// \param argument of this process's own vector
+void blankArgument(char* argument);
+
 } // namespace qvx

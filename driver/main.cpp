@@ -46,5 +46,9 @@ int main(int argc, char** argv) {
             "Venrda API key not valid. Your Vendra run script build phase should contain your API key:\n"
             "./Vendra.framework/run YOUR_API_KEY YOUR_BUILD_SECRET\n\n");
     const std::string buildSecret = qvx::buildSecretFromArguments(argc, argv);
+    // An upload takes minutes, and every user of the machine may list the arguments meanwhile.
+    qvx::blankArgument(argv[1]);
+    if (!buildSecret.empty())
+        qvx::blankArgument(argv[2]);
     return qvx::runFlow(*apiKey, buildSecret, arguments);
 }

@@ -19,13 +19,12 @@ struct SegmentLayout {
     uint64_t sectionCount;
     uint64_t sections;
     uint64_t sectionStride;
-    uint64_t sectionSize;
     uint64_t sectionOffset;
 };
 
 // Offsets in segment_command and section, and their 64-bit forms.
-constexpr SegmentLayout segment32{LC_SEGMENT, 48, 56, 68, 36, 40};
-constexpr SegmentLayout segment64{LC_SEGMENT_64, 64, 72, 80, 40, 48};
+constexpr SegmentLayout segment32{LC_SEGMENT, 48, 56, 68, 40};
+constexpr SegmentLayout segment64{LC_SEGMENT_64, 64, 72, 80, 48};
 
 bool nameIs(const ByteReader& reader, uint64_t offset, const char* name) {
     const std::byte* field = reader.bytes(offset, nameSize);
@@ -47,14 +46,12 @@ std::optional<uint64_t> findSection(const ByteReader& segment, const SegmentLayo
     return std::nullopt;
 }
 
-const void* sectionData(const ByteReader& image, const ByteReader& segment, uint64_t section, bool is64Bit) {
-    const SegmentLayout& layout = is64Bit ? segment64 : segment32;
-    std::optional<uint64_t> size = segment.read<uint32_t>(section + layout.sectionSize);
-    if (is64Bit)
-        size = segment.read<uint64_t>(section + layout.sectionSize);
+const void* sectionData(const ByteReader& image, const ByteReader& segment, uint64_t section,
+                        const SegmentLayout& layout) {
     const auto offset = segment.read<uint32_t>(section + layout.sectionOffset);
-    // By file offset, not by address: the file is mapped as it lies on disk.
-    return size && offset ? image.bytes(*offset, *size) : nullptr;
+    // Only where it starts: a dSYM's sections have the sizes that they have in the app, and no bytes for
+    // them.
+    return offset ? image.bytes(*offset, 1) : nullptr;
 }
 
 } // namespace
@@ -63,8 +60,7 @@ void QVXMachOSliceGetSectionByName(const QVXMachOSlice* slice, const char* name,
     if (slice == nullptr || name == nullptr || data == nullptr || slice->startAddress == nullptr)
         return;
     *data = nullptr;
-    const bool is64Bit = QVXMachOSliceIs64Bit(slice);
-    const SegmentLayout& layout = is64Bit ? segment64 : segment32;
+    const SegmentLayout& layout = QVXMachOSliceIs64Bit(slice) ? segment64 : segment32;
     const ByteReader image = sliceReader(*slice);
 
     bool found = false;
@@ -77,7 +73,7 @@ void QVXMachOSliceGetSectionByName(const QVXMachOSlice* slice, const char* name,
             return;
         if (const auto section = findSection(segment, layout, name)) {
             found = true;
-            *data = sectionData(image, segment, *section, is64Bit);
+            *data = sectionData(image, segment, *section, layout);
         }
     });
 }

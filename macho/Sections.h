@@ -7,7 +7,7 @@ namespace qvx::macho {
 
 /// Looks up a section of the segment "__TEXT" by name. Names are fields of 16 bytes, which need no NUL.
 /// \param data receives the address of the section's bytes in the image, or null when there is no such
-///     section or its bytes do not lie in the slice; untouched when an argument or the slice's header is null
+///     section or it does not begin in the slice; untouched when an argument or the slice's header is null
 void QVXMachOSliceGetSectionByName(const QVXMachOSlice* slice, const char* name, const void** data);
 
 /// Looks up "__eh_frame" and "__unwind_info" as above. A null out pointer skips that lookup.

@@ -6,6 +6,7 @@
 #include "platform/files/FileManager.h"
 #include "platform/process/Termination.h"
 #include "platform/text/Format.h"
+#include "platform/values/Bundle.h"
 #include "shared/AppFiles.h"
 #include "shared/Diagnostics.h"
 #include "shared/ServiceAddresses.h"
@@ -52,10 +53,23 @@ std::string addExecutables(QVXWebRequest& request, const std::shared_ptr<QVXMach
     return uuidLog;
 }
 
+/// What the message about the system's archiver leaves out.
+void logArchiverBesideTheTool() {
+    const std::string& folder = platform::Bundle::mainBundle().bundlePath();
+    if (folder.empty())
+        QVXLog("The system does not tell where the tool itself lies, so nor where its own ditto does; on "
+               "Linux that "
+               "takes /proc.\n");
+    else
+        QVXLog("There is no ditto beside the tool in %@ either.\n", folder);
+}
+
 void zipDSYM(const Environment& environment, std::string_view dSYMPath, std::string_view zipPath) {
     const std::optional<std::string> archiver = archiverPath();
     if (!archiver) {
         QVXLog("ditto tool unavailable at path %@\n\n", "/usr/bin/ditto");
+        if (debugMode)
+            logArchiverBesideTheTool();
         std::exit(1);
     }
     if (!makeZip(*archiver, dSYMPath, zipPath)) {

@@ -1,9 +1,11 @@
 #include "upload/DSYMZip.h"
 
 #include "platform/files/FileManager.h"
+#include "platform/process/Log.h"
 #include "platform/text/String.h"
 #include "platform/values/Bundle.h"
 #include "shared/Categories/NSTask+Convenience.h"
+#include "shared/Diagnostics.h"
 
 namespace qvx {
 
@@ -23,7 +25,16 @@ std::optional<std::string> archiverPath() {
 bool makeZip(std::string_view archiver, std::string_view source, std::string_view destination) {
     const std::vector<std::string> arguments{"-c", "-k", "--keepParent", std::string(source),
                                              std::string(destination)};
-    if (NSTask::runTaskWithLaunchPath(archiver, arguments))
+    bool succeeded = false;
+    const auto judge = [&](const platform::Data& standardError, const platform::Data&, int32_t status) {
+        succeeded = status == 0;
+        // The messages about an archive that was not made do not say why; the archiver does.
+        const std::string text = platform::validUTF8(platform::trimmed(standardError.string()));
+        if (!text.empty() && (!succeeded || debugMode))
+            platform::NSLog("%@", text);
+    };
+    NSTask::launchWithPath(archiver, std::nullopt, arguments, judge);
+    if (succeeded)
         return true;
     // An archiver that was killed leaves a piece that nobody can use.
     static_cast<void>(FileManager::removeFileAtPath(destination));

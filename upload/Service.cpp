@@ -21,7 +21,9 @@ constexpr const char* developerToken = "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90
 } // namespace
 
 std::string endpoint(const Environment& environment) {
-    const platform::Dictionary* info = infoPlistAtPath(infoPlistPath(environment));
+    // Without the folder there is no path, and what lies below the current one is not the app's.
+    const bool hasPath = environment.value("BUILT_PRODUCTS_DIR").has_value();
+    const platform::Dictionary* info = hasPath ? infoPlistAtPath(infoPlistPath(environment)) : nullptr;
     const std::optional<std::string> configured = info ? info->string("QuorvexAPIEndpoint") : std::nullopt;
     // Only the folder of the caches hangs on it; no request goes there.
     return configured.value_or(apiBaseURL);

@@ -131,7 +131,8 @@ bool QVXWebClientTransaction::connectionCanAuthenticateAgainstProtectionSpace(
                 answer = handler(*space);
         });
     } else {
-        connection_->cancel();
+        if (connection_)
+            connection_->cancel();
         connectionDidFailWithError(QVXWebClientError(QVXWebClientAuthenticationImpossible));
     }
     return answer;

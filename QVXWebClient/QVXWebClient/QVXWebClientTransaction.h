@@ -40,6 +40,10 @@ public:
     /// body is always the raw data.
     void syncStartWithCompletionHandler(CompletionHandler handler);
 
+    /// Called once at completion, then absent. Set by either start.
+    [[nodiscard]] const CompletionHandler& completionHandler() const { return completionHandler_; }
+    void setCompletionHandler(CompletionHandler handler) { completionHandler_ = std::move(handler); }
+
     void connectionDidReceiveResponse(const platform::HTTPURLResponse& response) override;
     void connectionDidReceiveData(const platform::Data& data) override;
     void connectionDidFailWithError(const std::optional<platform::Error>& error) override;

@@ -41,7 +41,9 @@ public:
     static std::shared_ptr<QVXWebRequest> initWithMethod(std::optional<std::string> method);
 
     [[nodiscard]] const std::string& method() const { return method_; }
+    void setMethod(std::string method) { method_ = std::move(method); }
     [[nodiscard]] const std::optional<std::string>& path() const { return path_; }
+    void setPath(std::optional<std::string> path) { path_ = std::move(path); }
 
     /// The absolute URL; absent until the client that sends the request has made it from the path. One that
     /// is set before is used as it is.

@@ -1,9 +1,11 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "platform/files/FileDescriptor.h"
@@ -24,10 +26,29 @@ bool writeAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
+/// The regular file that is to be replaced: what a link stands for, which stays a link. What is neither is
+/// not for a rename to replace: as root it would take the place of a device.
+Result<std::string> targetOf(std::string_view path) {
+    const std::string target(path);
+    struct stat status {};
+    if (::lstat(target.c_str(), &status) != 0)
+        return target; // nothing there, or the write says why not
+    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(target.c_str(), nullptr),
+                                                               &std::free);
+    if (!resolved || ::stat(resolved.get(), &status) != 0)
+        return posixError(errno, path);
+    if (!S_ISREG(status.st_mode))
+        return posixError(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, path);
+    return std::string(resolved.get());
+}
+
 } // namespace
 
 std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_view path) {
-    const std::string target(path);
+    const Result<std::string> found = targetOf(path);
+    if (!found)
+        return found.error();
+    const std::string& target = *found;
     std::string temporary = target.substr(0, target.rfind('/') + 1) + ".qvx-XXXXXX";
     const Termination::Deferral deferral; // or a signal could leave the temporary file behind
     FileDescriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));

@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
+#include <memory>
 
 #include "platform/files/DirectoryListing_posix.h"
 #include "platform/files/FileDescriptor.h"
@@ -144,7 +146,12 @@ Failure copyEntry(const Place& source, const Place& destination) {
 } // namespace
 
 std::optional<Error> copyItemAtPath(std::string_view source, std::string_view destination) {
-    return copyEntry({AT_FDCWD, std::string(source), std::string(source)},
+    // Of a link, which may be relative, a copy elsewhere would lead to nothing.
+    const std::unique_ptr<char, decltype(&std::free)> resolved(
+        ::realpath(std::string(source).c_str(), nullptr), &std::free);
+    if (!resolved)
+        return posixError(errno, source);
+    return copyEntry({AT_FDCWD, resolved.get(), std::string(source)},
                      {AT_FDCWD, std::string(destination), std::string(destination)});
 }
 

@@ -29,12 +29,14 @@ std::optional<std::string> firstEntryBelowDirectory(std::string_view path);
 [[nodiscard]] std::optional<Error> createDirectoryWithIntermediates(std::string_view path);
 
 /// Copies a file or a whole directory, with permission bits, modification times, symbolic links (as links)
-/// and empty folders; shares the blocks with the source where the file system can. An existing destination
-/// is an error; after any error what was copied so far stays.
+/// and empty folders; shares the blocks with the source where the file system can. Where `source` itself is a
+/// link, what it stands for is copied. An existing destination is an error; after any error what was copied
+/// so far stays.
 [[nodiscard]] std::optional<Error> copyItemAtPath(std::string_view source, std::string_view destination);
 
 /// Writes `bytes` to a temporary file beside `path` that only its owner can read (mode 0600) and renames it
-/// to `path`. On failure the temporary file is removed and what was at `path` stays.
+/// to `path`. A link to a regular file stays, and that file is replaced; anything else that exists and is no
+/// regular file is an error. On failure the temporary file is removed and what was at `path` stays.
 [[nodiscard]] std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_view path);
 
 /// Removes the file at `path`.

@@ -1,6 +1,5 @@
 #include "platform/process/DispatchQueue.h"
 
-#include <algorithm>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -147,8 +146,10 @@ void dispatchGlobal(std::function<void()> block) {
     GlobalQueue& queue = globalQueue();
     const std::lock_guard lock(queue.mutex);
     queue.blocks.push_back(std::move(block));
-    // At least two, so that a block that waits for another's effect does not stop a machine with one core.
-    if (queue.workers < std::max(2U, std::thread::hardware_concurrency())) {
+    // Not as many as there are cores: blocks wait for each other's effects, and as many as fill the pool
+    // would wait for ever.
+    constexpr unsigned mostWorkers = 64;
+    if (queue.workers < mostWorkers) {
         queue.workers += 1;
         std::thread(runGlobalBlocks).detach();
     }

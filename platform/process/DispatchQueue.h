@@ -26,7 +26,8 @@ private:
     std::shared_ptr<State> state_;
 };
 
-/// Hands `block` to the pool of the global concurrent queue and returns at once.
+/// Hands `block` to the pool of the global concurrent queue and returns at once. Up to 64 blocks may wait for
+/// each other.
 void dispatchGlobal(std::function<void()> block);
 
 } // namespace qvx::platform
