@@ -4,11 +4,14 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/process/ProgressLine.h"
+
 namespace qvx {
 
 bool debugMode = false;
 
 void logText(std::string_view text) {
+    platform::ProgressLine::makeWay(text);
     std::fputs(std::string(text).c_str(), stdout);
     // What was said must not be lost when a signal or an abort ends the process.
     std::fflush(stdout);

@@ -3,11 +3,15 @@
 
 It is a CONNECT proxy on a port of 127.0.0.1 that ends the TLS of the service's hosts itself, with
 certificates of a CA of its own: whoever sets HTTPS_PROXY and SSL_CERT_FILE as it says reaches it.
+
+With a command it is a dry run: the command reaches this service instead of the real one, and what it sent is shown.
 """
 
 import argparse
 import os
 import signal
+import subprocess
+import sys
 import threading
 from pathlib import Path
 
@@ -23,17 +27,54 @@ def _statuses(text: str) -> tuple[str | None, list[int]]:
 
 def _arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(
-        description="Serves the tool's service on a port of 127.0.0.1 until SIGTERM or SIGINT.")
+        usage="%(prog)s [OPTION...] [-- COMMAND...]",
+        description="Serves the tool's service on a port of 127.0.0.1: to COMMAND, with the proxy and the certificates "
+                    "set in its environment, printing what arrived and ending with its status; else until SIGTERM or "
+                    "SIGINT.")
     parser.add_argument("--status", metavar="[PATH=]N,...", type=_statuses, action="append", default=[],
                         help="answer requests (whose path contains PATH) with these, the last one for good")
     parser.add_argument("--host", metavar="HOST", action="append", default=[], help="serve this host as well")
     parser.add_argument("--ready-file", metavar="FILE", type=Path,
                         help="write the two settings there, as shell assignments, once the service is up")
-    return parser.parse_args()
+    parser.add_argument("command", nargs=argparse.REMAINDER, help=argparse.SUPPRESS)
+    arguments = parser.parse_args()
+    if arguments.command[:1] == ["--"]:
+        del arguments.command[0]
+    return arguments
 
 
-def main() -> None:
+def _dry_run(arguments: argparse.Namespace) -> int:
+    """Runs the command and returns its status as a shell says it."""
+    with LocalService((*SERVICE_HOSTS, *arguments.host)) as service:
+        _script(service, arguments)
+        environment = {name: value for name, value in os.environ.items() if name.lower() != "no_proxy"}
+        environment |= {"HTTPS_PROXY": service.proxy_url, "https_proxy": service.proxy_url,
+                        "SSL_CERT_FILE": str(service.ca_file)}
+        # What a terminal sends goes to the command as well, which decides what to make of it.
+        signal.signal(signal.SIGINT, signal.SIG_IGN)
+        try:
+            status = subprocess.run(arguments.command, env=environment,
+                                    preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL)).returncode
+        except OSError as error:
+            print(f"{arguments.command[0]}: {error.strerror}", file=sys.stderr)
+            return 127
+        for exchange in service.exchanges:
+            print(exchange.describe(), end="")
+        if not service.exchanges:
+            print("Nothing arrived.")
+        return status if status >= 0 else 128 - status
+
+
+def _script(service: LocalService, arguments: argparse.Namespace) -> None:
+    # What is said of one path counts more than what is said of all, whichever came first.
+    for path, statuses in sorted(arguments.status, key=lambda rule: rule[0] is not None):
+        service.answer(*(reply(status) for status in statuses), path=path)
+
+
+def main() -> int:
     arguments = _arguments()
+    if arguments.command:
+        return _dry_run(arguments)
     signals = {signal.SIGTERM, signal.SIGINT, signal.SIGHUP}
     # Blocked in every thread to come, so that a signal at any moment is taken below, and all is removed.
     signal.pthread_sigmask(signal.SIG_BLOCK, signals)
@@ -44,9 +85,7 @@ def main() -> None:
             print(exchange.describe(), end="", flush=True)
 
     with LocalService((*SERVICE_HOSTS, *arguments.host), show) as service:
-        # What is said of one path counts more than what is said of all, whichever came first.
-        for path, statuses in sorted(arguments.status, key=lambda rule: rule[0] is not None):
-            service.answer(*(reply(status) for status in statuses), path=path)
+        _script(service, arguments)
         settings = f"HTTPS_PROXY={service.proxy_url}\nSSL_CERT_FILE={service.ca_file}\n"
         print(settings, end="", flush=True)
         if arguments.ready_file:
@@ -54,7 +93,8 @@ def main() -> None:
             unfinished.write_text(settings)
             os.replace(unfinished, arguments.ready_file)
         signal.sigwait(signals)
+    return 0
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())

@@ -12,6 +12,7 @@
 #include "shared/ServiceAddresses.h"
 #include "shared/ToolIdentity.h"
 #include "upload/DSYMZip.h"
+#include "upload/Progress.h"
 #include "upload/Service.h"
 
 namespace qvx {
@@ -72,14 +73,20 @@ void zipDSYM(const Environment& environment, std::string_view dSYMPath, std::str
             logArchiverBesideTheTool();
         std::exit(1);
     }
-    if (!makeZip(*archiver, dSYMPath, zipPath)) {
+    const auto zip = [&] {
+        const auto progress =
+            archivingProgress(environment.value("DWARF_DSYM_FILE_NAME").value_or(""), std::string(zipPath));
+        return makeZip(*archiver, dSYMPath, zipPath);
+    };
+    if (!zip()) {
         QVXLog("Compression of %@ failed, unable to upload.\n\n", environment.value("DWARF_DSYM_FILE_NAME"));
         std::exit(1);
     }
 }
 
-void attachZip(QVXWebRequest& request, std::string_view dSYMPath, std::string_view zipPath,
-               std::string_view zipName) {
+/// Adds the zip to the form and returns its size.
+uint64_t attachZip(QVXWebRequest& request, std::string_view dSYMPath, std::string_view zipPath,
+                   std::string_view zipName) {
     const platform::Result<platform::Data> zip = platform::Data::withContentsOfFile(zipPath);
     if (!zip)
         failWithTitleAndReason("Failed to Load File",
@@ -87,6 +94,7 @@ void attachZip(QVXWebRequest& request, std::string_view dSYMPath, std::string_vi
     request.addData(*zip, "application/zip", std::string(zipName), "code_mapping[file]");
     if (debugMode)
         QVXLog("Uploading dSYM at path %@", dSYMPath);
+    return zip->size();
 }
 
 void removeZip(std::string_view zipPath) {
@@ -128,13 +136,17 @@ bool uploadDSYM(const Environment& environment, const std::shared_ptr<QVXMachOBi
         platform::format("%@/%@", environment.value("DWARF_DSYM_FOLDER_PATH"), zipName);
     const platform::Termination::RemovedFile guard(zipPath);
     zipDSYM(environment, bundlePath, zipPath);
-    attachZip(*request, bundlePath, zipPath, zipName);
+    const uint64_t size = attachZip(*request, bundlePath, zipPath, zipName);
 
     const auto client = QVXWebClient::initWithURL(*platform::URL::initWithString(codeMappingUploadBaseURL));
+    const auto sent = std::make_shared<std::atomic<uint64_t>>(0);
+    request->setSentBytes(sent);
+    auto progress = uploadingProgress(sent, size);
     bool uploaded = false;
     client->syncStartRequest(request, [&](const std::shared_ptr<QVXWebResponse>& response) {
         // In the completion: nothing reads it any more, and the answer may be followed by another attempt
         // with a zip of its own.
+        progress.end();
         removeZip(zipPath);
         uploaded = judge(*response, environment.value("DWARF_DSYM_FILE_NAME"), uuidLog, lastAttempt);
     });

@@ -142,6 +142,7 @@ platform::URLRequest QVXWebRequest::URLRequest() {
     request.HTTPMethod = method_;
     // The key and the secret: they are for the first host, not for the one that it redirects to.
     request.identityFieldPrefix = "X-Quorvex-";
+    request.sentBytes = sentBytes_;
     request.HTTPBody = formData(); // before the headers, of which it sets one
     for (const auto& [name, value] : customHeaders_)
         request.HTTPHeaderFields.append(name, value, ",");

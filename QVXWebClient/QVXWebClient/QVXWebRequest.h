@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -82,6 +83,10 @@ public:
     [[nodiscard]] const ProtectionSpaceHandler& protectionSpaceHandler() const { return handler_; }
     void setProtectionSpaceHandler(ProtectionSpaceHandler handler) { handler_ = std::move(handler); }
 
+    /// Counts the bytes of the body as they are sent, for whoever shows it; null, which it is at first:
+    /// nobody.
+    void setSentBytes(std::shared_ptr<std::atomic<uint64_t>> count) { sentBytes_ = std::move(count); }
+
     /// The multipart/form-data body (RFC 7578, with a MIME-Version line before it); absent without form
     /// records. Sets the request's Content-Type.
     std::optional<platform::Data> formData();
@@ -103,6 +108,7 @@ private:
     platform::HeaderFields customHeaders_;
     std::optional<std::vector<FormRecord>> formFields_;
     ProtectionSpaceHandler handler_;
+    std::shared_ptr<std::atomic<uint64_t>> sentBytes_;
 };
 
 } // namespace qvx

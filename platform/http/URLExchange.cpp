@@ -300,8 +300,10 @@ size_t URLExchange::dataCallback(char* bytes, size_t size, size_t count, void* e
 }
 
 /// Called about once a second at least, and whenever bytes move.
-int URLExchange::progressCallback(void* exchange, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+int URLExchange::progressCallback(void* exchange, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
     auto& self = *static_cast<URLExchange*>(exchange);
+    if (self.request_.sentBytes)
+        *self.request_.sentBytes = static_cast<uint64_t>(sent);
     if (self.activity_.isIdle())
         self.failure_ = URLErrorCode::timedOut;
     return self.failure_ || self.canceller_.isCancelled() ? 1 : 0;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -23,6 +25,9 @@ struct URLRequest {
     /// What the names of further fields begin with that tell who sends, as Authorization and Cookie do;
     /// empty: there are none. They go to the scheme, host and port of the first request alone.
     std::string identityFieldPrefix;
+    /// Set to the bytes of the body that were sent so far, by the thread that runs the exchange; null: nobody
+    /// asks.
+    std::shared_ptr<std::atomic<uint64_t>> sentBytes;
 };
 
 /// The final reply's status and header fields. A field that came several times is one, joined by ", ".

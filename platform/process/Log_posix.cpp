@@ -7,6 +7,7 @@
 
 #include "platform/process/Log.h"
 #include "platform/process/ProcessInfo.h"
+#include "platform/process/ProgressLine.h"
 #include "platform/process/Thread.h"
 
 namespace qvx::platform {
@@ -29,6 +30,7 @@ void logLine(std::string_view text) {
                              std::string(text) + "\n";
     // In one call: lines of several threads do not mix. Standard error has no buffer, so nothing is lost at
     // an abort.
+    ProgressLine::makeWay(line);
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstring>
 
+#include "platform/process/ProgressLine.h"
 #include "platform/process/Termination.h"
 
 namespace qvx::platform::Termination {
@@ -54,6 +55,7 @@ void handle(int number, void (*handler)(int)) {
 
 // Only calls what is safe in a signal handler.
 void cleanUp() {
+    ProgressLine::eraseAtEnd();
     if (const pid_t child = childToEnd.exchange(0)) {
         // Not SIGTERM: a child that is stopped would only act on that once somebody continues it.
         ::kill(child, SIGKILL);
