@@ -48,7 +48,7 @@ void show(std::string_view text) {
     if (isOver)
         return;
     if (std::exchange(isMidLine, false))
-        write("\r\n");
+        write("\n");
     isShown = true; // before it is: a signal in between erases a line that is empty
     write(std::string(eraseLine).append(text));
 }
