@@ -8,6 +8,7 @@ What the service answers is chosen by the path, how it treats a connection by th
 import functools
 import gzip
 import hashlib
+import itertools
 import json
 import os
 import plistlib
@@ -47,6 +48,7 @@ ANSWERS = {
     "/endless-headers": reply(200, [("X-Field", "v" * 1000)] * 280),
     "/sixteen-mebibytes": reply(200, [], bytes(16 << 20)),
     "/too-large": reply(200, [], bytes((16 << 20) + 1)),
+    "/endless-redirect": reply(302, [("Location", "/empty")], lambda: itertools.repeat(bytes(1 << 16))),
     "/bomb": reply(200, [("Content-Encoding", "gzip")], gzip.compress(bytes(17 << 20))),
 }
 CONNECTS = {
@@ -66,6 +68,11 @@ def answer(service: LocalService, connection, exchange) -> None:
         return reply(int(number))(connection, exchange)
     if name == "redirect":  # /redirect/STATUS?LOCATION
         return redirect(int(number), urllib.parse.unquote(query))(connection, exchange)
+    if name == "earlier":  # the fields of the requests since the last one of this kind, the last one first
+        connection.read_body(exchange.body, exchange.length)
+        since = itertools.takewhile(lambda earlier: earlier.path != exchange.path, service.exchanges[-2::-1])
+        fields = [[[part.name, part.file_name or "", part.text] for part in earlier.fields] for earlier in since]
+        return reply(200, JSON, json.dumps(fields).encode())(connection, exchange)
     if name == "interim":
         connection.send(b"HTTP/1.1 103 Early Hints\r\nX-Early: yes\r\n\r\n")
     elif name == "count" and int(number) > 0:

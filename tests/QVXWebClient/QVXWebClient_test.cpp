@@ -92,7 +92,10 @@ TEST(QVXWebClient, ExpectedStatusIsCheckedExactlyAndTransportErrorsWin) {
         EXPECT_EQ(codeOf(*response), "QVXWebClientErrorDomain -1");
         EXPECT_EQ(response->statusCode(), 404U);
         EXPECT_FALSE(response->wasSuccessful());
+        EXPECT_EQ(response->requestURL()->absoluteString(), "https://api.quorvex.example/status/404");
+        EXPECT_EQ(response->responseHeaders()->value("content-length"), "0");
     });
+    makeClient()->syncStartRequest(makeRequest("/status/200"), 200, nullptr);
 }
 
 TEST(QVXWebClient, SynchronousSendsGiveRawDataOnTheCallersThread) {
@@ -109,6 +112,25 @@ TEST(QVXWebClient, SynchronousSendsGiveRawDataOnTheCallersThread) {
                              });
     EXPECT_NE(seen.find("GET /base/echo HTTP/1.1\\r\\n"), std::string::npos) << seen;
     EXPECT_NE(seen.find("\\r\\nUser-Agent: run/2\\r\\n"), std::string::npos) << seen;
+}
+
+TEST(QVXWebClient, WithoutABasePathsAreWholeURLs) {
+    const auto client = QVXWebClient::initWithURL(std::nullopt);
+    for (const auto& [path, code] :
+         {std::pair("https://api.quorvex.example/json", ""), {"/json", "NSURLErrorDomain -1002"}}) {
+        const Response response =
+            responseOf([&, path = path](const auto& completion) { client->getPath(path, completion); });
+        EXPECT_EQ(codeOf(*response), code) << path;
+    }
+}
+
+TEST(QVXWebClient, ATransactionThatWasNeverStartedTakesNoAuthentication) {
+    const auto transaction = QVXWebClientTransaction::transactionWithRequest(makeRequest("/"));
+    const Response response = responseOf([&](const auto& completion) {
+        transaction->setCompletionHandler(completion);
+        EXPECT_FALSE(transaction->connectionCanAuthenticateAgainstProtectionSpace({{"host", 443, false}}));
+    });
+    EXPECT_EQ(codeOf(*response), "QVXWebClientErrorDomain -2");
 }
 
 TEST(QVXWebClient, ConvenienceSendsResolveAgainstTheBase) {

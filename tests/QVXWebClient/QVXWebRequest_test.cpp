@@ -58,6 +58,10 @@ TEST(QVXWebRequest, HeadersOfTheRequestWinAndNamesAreExact) {
     const platform::URLRequest sent = request->URLRequest();
     EXPECT_EQ(sent.HTTPHeaderFields, (platform::HeaderFields{{"Accept", "mine,lower"}, {"X-New", "new"}}));
     EXPECT_EQ(sent.timeoutInterval, 15.0);
+    request->setMethod("PUT");
+    request->setPath("/other");
+    EXPECT_EQ(request->URLRequest().HTTPMethod, "PUT");
+    EXPECT_EQ(request->path(), "/other");
     EXPECT_EQ(sent.cachePolicy, platform::CachePolicy::reloadIgnoringLocalCacheData);
 }
 

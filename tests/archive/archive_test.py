@@ -9,6 +9,7 @@ import random
 import resource
 import signal
 import stat
+import struct
 import subprocess
 import tempfile
 import time
@@ -139,13 +140,15 @@ class Contents(Case):
             self.assertEqual((int(was.st_mtime), was.st_mode), (int(now.st_mtime), now.st_mode), name)
 
     def test_names_of_the_top_entry(self):
-        for source, cwd, expected in [(".", os.path.join(self.source, "a"), [b"a/", b"a/b"]),
-                                      ("a/.", self.source, [b"a/", b"a/b"]),
+        os.mkdir(os.path.join(self.source, "a/x"))
+        for source, cwd, expected in [(".", os.path.join(self.source, "a"), [b"a/", b"a/b", b"a/x/"]),
+                                      ("a/.", self.source, [b"a/", b"a/b", b"a/x/"]),
+                                      ("..", os.path.join(self.source, "a/x"), [b"a/", b"a/b", b"a/x/"]),
                                       ("a.txt", self.source, [b"a.txt"])]:
             self.assertEqual(list(self.archive(source, cwd=cwd)), expected)
 
     def test_destination_may_lie_in_the_source_and_is_replaced(self):
-        self.zip = os.path.join(self.source, "z.zip")
+        self.zip = os.path.join(self.source, "z" * 246 + ".zip")
         os.symlink("a.txt", self.zip)
         before = set(os.listdir(self.source))
         self.assertFalse([name for name in self.archive() if b"partial" in name])
@@ -155,6 +158,18 @@ class Contents(Case):
 
 
 class Extents(Case):
+    def test_sizes_that_32_bits_do_not_hold(self):
+        size = (1 << 32) + 1
+        os.truncate(self.write("sparse"), size)
+        info = self.archive()[b"App.dSYM/sparse"]
+        self.assertEqual(size, info.file_size)
+        with open(self.zip, "rb") as file:
+            file.seek(info.header_offset + 26)
+            name, extra = struct.unpack("<HH", file.read(4))
+            file.seek(name, os.SEEK_CUR)
+            # The first of the extra fields: its kind, its size, both sizes of the content.
+            self.assertEqual((1, 16, size, info.compress_size), struct.unpack_from("<HHQQ", file.read(extra)))
+
     def test_more_entries_than_16_bits_count(self):
         self.write("00007", b"content")
         for i in range(8, 66_008):
@@ -249,12 +264,12 @@ class Failures(Case):
         self.assert_nothing_written()
 
     @contextlib.contextmanager
-    def at_work_on_endless_file(self):
+    def at_work_on_endless_file(self, prepare=heed_signals):
         """The program while it reads a sparse file that would take it hours."""
         endless = self.write("endless")
         os.truncate(endless, 1 << 40)
         with subprocess.Popen([DITTO, "-c", "-k", "--keepParent", self.source, self.zip],
-                              stderr=subprocess.PIPE, preexec_fn=heed_signals) as process:
+                              stderr=subprocess.PIPE, preexec_fn=prepare) as process:
             try:
                 # The noise comes first and is written when the pipeline is full of what follows it.
                 while not any(file.stat().st_size >= BLOCK for file in os.scandir(self.folder)):
@@ -270,6 +285,12 @@ class Failures(Case):
                 process.send_signal(number)
                 self.assertEqual(process.wait(), -number)
                 self.assert_nothing_written()
+
+    def test_a_signal_that_the_parent_ignores_stays_ignored(self):
+        with self.at_work_on_endless_file(lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)) as (process, _):
+            process.send_signal(signal.SIGHUP)
+            process.terminate()
+            self.assertEqual(process.wait(), -signal.SIGTERM)
 
     def test_file_that_shrinks(self):
         with self.at_work_on_endless_file() as (process, endless):

@@ -108,6 +108,9 @@ class ApplicationsTest(HandOffTest):
             "a default that is gone": (installed | of_the_user(defaults("gone.desktop")) | {
                 "config_dirs1/mimeapps.list": defaults("a.desktop")}, "a"),
             "added": (cache | of_the_user(listed("Added Associations", "b.desktop")), "b"),
+            "removed by the user, added by the administrator": (both | of_the_user(
+                listed("Removed Associations", "a.desktop")) | {
+                    "config_dirs1/mimeapps.list": listed("Added Associations", "a.desktop")}, "b"),
             "removed": (both | of_the_user(listed("Removed Associations", "b.desktop")), "c"),
             "folders in the name": (of_the_user(defaults("some-kde-apps-a.desktop")) | {
                 "data_home/applications/some-kde/apps/a.desktop": a}, "a"),
@@ -128,13 +131,15 @@ class ApplicationsTest(HandOffTest):
         rows = [  # the command line behind the program, its arguments
             ("%u", ["URL"]), ("%U", ["URL"]), ("--open %u --url=%u -x", ["--open", "URL", "--url=URL", "-x"]),
             ("", []), ("%f %F %d %m %é%", ["é"]), ("%i %c %k", ["--icon", "pic", "Ein Ding", str(file)]),
+            ("%i %u", ["URL"]),
             ('"a  b" \'c\' d\\\\ e "" 100%% %u', ["a  b", "c", "d e", "", "100%", "URL"])]
         place = self.folder / "some where"
         place.mkdir()
         for number, (line, expected) in enumerate(rows):
             with self.subTest(line):
                 more = "Icon=pic\nName[fr]=Une chose\nName[de]=Ein Ding\nName[de_CH]=Es Ding\n"
-                more += f"Path={place}\n" if number % 2 else ""
+                more = more.replace("Icon=pic\n", "" if line == "%i %u" else "Icon=pic\n")
+                more += f"Path={place if number % 2 else ''}\n"
                 self.lay_out({"data_home/applications/a.desktop": self.entry("a", more, "{program} " + line)}
                              | of_the_user(defaults("a.desktop")))
                 self.assertEqual(0, self.run_tool().status)
@@ -151,6 +156,8 @@ class ApplicationsTest(HandOffTest):
         of_here = {"XDG_DATA_HOME": "."} | {name: f".:{self.settings[name]}"
                                             for name in ("XDG_DATA_DIRS", "XDG_CONFIG_DIRS")}
         program = self.program("a")
+        linked = self.folder / "programs-of-a"
+        linked.symlink_to(program.parent)
         path = {"PATH": f"{program.parent}{os.pathsep}{self.settings['PATH']}"}
         broken = (f"what is this?\n{defaults('b.desktop')}\udcff\n=\n{TYPE}=\udcff.desktop\n{TYPE}\n"
                   f"[Default Applications\n{TYPE}[de]=a.desktop\n")
@@ -163,6 +170,7 @@ class ApplicationsTest(HandOffTest):
             "files that never end": (None, {}, {}, *fifos),
             "a list with lines that are none": (None, {"config_dirs1/mimeapps.list": broken}
                                                 | of_the_user(defaults("a.desktop\\q")), {}),
+            "behind a link to its folder, so started": (self.entry("a", line=f"{linked}/Vendra %u"), {}, {}),
             "found by its name alone, so started": (self.entry("a", line="Vendra %u"), {}, path)}
         for name, (text, files, settings, *pipes) in rows.items():
             with self.subTest(name):

@@ -1,7 +1,9 @@
 """The command line: the key, the secret, the debug switch and the flag words."""
 
+import calendar
 import plistlib
 import shutil
+import time
 import unittest
 
 from support import API_HOST, API_KEY, BUILD_SECRET, UPLOAD_HOST, EndToEndTest, failure, finish
@@ -13,6 +15,13 @@ NOT_VALID = failure("Configuration Issue", f"Venrda API key not valid. {USAGE}")
 
 
 class ArgumentsTest(EndToEndTest):
+    def test_the_first_line_tells_the_local_time(self):
+        self.settings["TZ"] = "XST-5:30"
+        before = time.time() + 19800
+        line = self.run_tool().stderr.decode()
+        told = calendar.timegm(time.strptime(line[:19], "%Y-%m-%d %H:%M:%S"))
+        self.assertTrue(before - 1 <= told <= time.time() + 19800, line)
+
     def test_wrong_keys_stop_the_run(self):
         rows = [(), ("",), (API_KEY[:39],), (API_KEY + "8",), (b"\xff" * 40,), (b"\xc3" + b"a" * 39,),
                 ("😀" * 40,), ("é" * 20,), ("no-warn-missing-dsym", API_KEY), ("-debug", "YES", API_KEY)]
@@ -53,11 +62,16 @@ class ArgumentsTest(EndToEndTest):
             (("-debug", "NO", "-debug", "YES"), {"debug": True}, False), (("-debug",), {}, False),
             (("-Debug", "YES"), {}, False), (("-debug",), {"debug": 0.5}, True), ((), {"debug": "true"}, True),
             ((), {"debug": 0}, False), ((), {"debug": "on"}, False), ((), {"other": True}, False)]
+        (defaults.parent / "yes.plist").write_bytes(plistlib.dumps({"debug": True}))
         for arguments, stored, debug in rows:
             with self.subTest(arguments, stored=stored):
                 defaults.write_bytes(plistlib.dumps(stored))
                 self.assert_run(self.run_tool(API_KEY, *arguments), 0,
                                 (lines if debug else "") + self.uploaded())
+        # A folder that depends on where the tool is started counts for nothing.
+        shutil.copy(defaults.parent / "yes.plist", self.app.project / defaults.name)
+        self.settings["XDG_CONFIG_HOME"] = "."
+        self.assert_run(self.run_tool(), 0, self.uploaded())
 
     def test_the_flag_word_silences_the_warning_in_any_case_and_place(self):
         shutil.rmtree(self.app.dsym)
@@ -75,7 +89,7 @@ class ArgumentsTest(EndToEndTest):
         for arguments, name, warned in rows:
             with self.subTest(arguments, name=name):
                 self.assert_run(self.run_tool(API_KEY, *arguments, name=name), 1,
-                                (warning if warned else "") + self.compression_failed())
+                                (warning if warned else "") + self.compression_failed(), (self.no_dsym(),))
         self.assertEqual([API_HOST] * len(rows), [exchange.host for exchange in self.service.exchanges])
 
 

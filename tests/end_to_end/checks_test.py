@@ -80,6 +80,13 @@ class EnvironmentTest(EndToEndTest):
                     self.assertEqual(lines + end, debug.stdout.decode()[:len(lines + end)])
 
 
+    def test_a_source_folder_without_a_name_is_not_the_one_that_was_removed(self):
+        gone = self.folder / "gone"
+        gone.mkdir()
+        through = ("sh", "-c", 'cd "$0" && rmdir "$0" && "$@"; exit $?', str(gone))
+        self.assert_run(self.run_tool(API_KEY, settings=self.settings | {"SRCROOT": ""}, through=through), 1, POST_ACTIONS)
+
+
 class DeploymentTargetTest(EndToEndTest):
     def test_every_slice_must_be_new_enough(self):
         ios = unsupported("iOS", "6.0", "iOS")
@@ -134,13 +141,16 @@ class ExecutableTest(EndToEndTest):
             (wrapper / copy).write_bytes(self.app.executable.read_bytes())
         rows = [("pipe", False), ("circle", False), ("zero", False), (".", False), ("missing", False),
                 ("a b", False), ("a%@b", False), ("ä", False), ("a%20b", True), ("a%25@b", True),
-                ("%C3%A4", True), (f"{name}#fragment", True), (f"{name}?query", True), (name, True)]
+                ("%c3%A4", True), (f"{name}#fragment", True), (f"{name}?query", True), (name, True)]
         for path, found in rows:
             with self.subTest(path):
                 settings = self.settings | {"EXECUTABLE_PATH": f"{wrapper.name}/{path}"}
                 self.assert_run(self.run_tool(settings=settings), 0,
                                 self.uploaded() if found else self.uploaded(uuid_log=""))
         self.assertEqual(len(rows), len(self.exchanges(API_HOST)))
+        settings = self.settings | {"EXECUTABLE_PATH": f"{wrapper.name}/a b"}
+        self.assertIn(f"The path {wrapper}/a b is no text of a URL",
+                      self.run_tool(API_KEY, "-debug", "YES", settings=settings).stdout.decode())
 
     def test_an_unreadable_executable_is_no_error(self):
         self.app.executable.chmod(0)

@@ -6,10 +6,13 @@ from pathlib import Path
 
 from support import EndToEndTest, wait_for
 
-# Writes down what its descriptors are, and where it was started and with what, each followed by a NUL, all at once.
+# Writes down what its descriptors are, its process and session, and where it was started and with what, each followed
+# by a NUL, all at once.
 HANDLER = """\
 #!/bin/sh
 (readlink /proc/$$/fd/* > "$0.descriptors")
+read -r line < /proc/$$/stat; set -- "$line" "$@"
+(set -- ${1##*) }; echo $$ $4 > "$0.session"); shift
 printf '%s\\0' "$PWD" "$@" > "$0.unfinished"
 mv "$0.unfinished" "$0.called"
 """

@@ -7,7 +7,8 @@ import unittest
 from pathlib import Path
 
 from support import (
-    API_HOST, API_KEY, BUILD_SECRET, CHECKER, FRAMEWORK, UPLOAD_HOST, EndToEndTest, behaviours, failure)
+    API_HOST, API_KEY, BUILD_SECRET, CHECKER, FRAMEWORK, UPLOAD_HOST, EndToEndTest, behaviours, failure,
+    tree)
 
 IDENTITY = [
     ("X-Quorvex-API-Key", API_KEY), ("X-Quorvex-Developer-Token", "5b0e2d9c41f7a3826ce09d4b17a5f3e2c8d64b90"),
@@ -146,12 +147,32 @@ class ArchiverTest(EndToEndTest):
                 self.assert_no_zip_left()
         self.assertEqual([], self.exchanges(UPLOAD_HOST))
 
+    def test_what_an_archiver_says_is_logged_when_it_fails_and_always_in_debug_mode(self):
+        says = r'printf "no\xffroom\n 100 %%@\n\n" >&2; '
+        for end, arguments, status, said in [("exit 3", (), 1, True), (f'{FRAMEWORK}/ditto "$@"', (), 0, False),
+                                             (f'{FRAMEWORK}/ditto "$@"', ("-debug", "YES"), 0, True)]:
+            with self.subTest(end, arguments=arguments):
+                self.copy_framework(says.replace(r"\xff", r"\377") + end)
+                result = self.run_tool(API_KEY, *arguments)
+                self.assertEqual(status, result.status)
+                log = ("no\ufffdroom\n 100 %@",) if said else ()
+                self.assert_run(result, status, result.stdout.decode(), log)
+
+    def test_an_archiver_that_is_missing_is_explained_in_debug_mode(self):
+        self.copy_framework()
+        text = self.run_tool(API_KEY, "-debug", "YES").stdout.decode()
+        self.assertTrue(text.endswith("ditto tool unavailable at path /usr/bin/ditto\n\n"
+                                      f"There is no ditto beside the tool in {self.framework} either.\n"), text)
+
     @unittest.skipIf(CHECKER, "the checker starts a child without being told of a failure")
     def test_an_archiver_that_cannot_be_started_ends_the_process(self):
         self.copy_framework("exit 0")
         archiver = self.framework / "ditto"
         archiver.chmod(0o644)
-        self.assert_run(self.run_tool(), -signal.SIGABRT, "", (
+        here = self.app.project  # what was said before must come out of a pipe as well
+        debug = (f"Src root {here}Current directory path {here}Run script build phase called from Xcode Bots 0"
+                 "Run script build phase called from Xcode.app 0")
+        self.assert_run(self.run_tool(API_KEY, "-debug", "YES"), -signal.SIGABRT, debug, (
             "*** Terminating app due to uncaught exception 'NSInvalidArgumentException', reason: "
             f"'launch path not accessible: {archiver}: Permission denied'",))
 
@@ -176,12 +197,28 @@ class ArtifactTest(EndToEndTest):
         self.assertEqual([], list(self.folder.glob("named*")), "half-written files")
 
     def test_what_cannot_be_written_is_told_and_the_run_goes_on(self):
-        for path in (self.folder / "no/%@.plist", self.folder / "build"):
-            with self.subTest(path):
+        os.mkfifo(self.folder / "pipe")
+        for name, target in [("dangling", "nowhere"), ("to a pipe", "pipe"), ("to a folder", "build")]:
+            (self.folder / name).symlink_to(target)
+        before = tree(self.folder)
+        for name in ("no/%@.plist", "build", "pipe", "dangling", "to a pipe", "to a folder"):
+            with self.subTest(name):
+                path = self.folder / name
                 self.settings |= {"QUORVEX_CREATE_ARTIFACT": "YES", "QUORVEX_ARTIFACT_PATH": str(path)}
                 self.assert_run(self.run_tool(), 0,
                                 f"Failed to write data to artifact path {path}\n\n" + self.uploaded())
-        self.assertEqual([], list(self.folder.glob("build.*")))
+        self.assertEqual(before.keys(), tree(self.folder).keys())
+        self.assertTrue((self.folder / "pipe").is_fifo())
+
+    def test_a_link_stays_and_the_file_behind_it_is_replaced(self):
+        (self.folder / "place").mkdir()
+        (self.folder / "place/file").write_text("old")
+        (self.folder / "link").symlink_to("place/file")
+        self.settings |= {"QUORVEX_CREATE_ARTIFACT": "YES", "QUORVEX_ARTIFACT_PATH": str(self.folder / "link")}
+        self.assert_run(self.run_tool(), 0, self.uploaded())
+        self.assertEqual("place/file", os.readlink(self.folder / "link"))
+        self.assertEqual({"QuorvexAPIKey": API_KEY}, plistlib.loads((self.folder / "place/file").read_bytes()))
+        self.assertEqual(["file"], os.listdir(self.folder / "place"))
 
 
 if __name__ == "__main__":

@@ -30,7 +30,8 @@ class DiskTest(EndToEndTest):
         disk = self.folder / "small"
         through = self.small_disk(disk)
         self.settings["DWARF_DSYM_FOLDER_PATH"] = str(disk)
-        self.assert_run(self.run_tool(API_KEY, through=through), 1, self.compression_failed())
+        self.assert_run(self.run_tool(API_KEY, through=through), 1, self.compression_failed(),
+                        (f"ditto: {disk}/UNIQUE.zip: {os.strerror(errno.ENOSPC)}",))
         self.assertEqual(f"{self.app.dsym.name}\n", disk.with_name("small.listing").read_text())
 
     def test_a_zip_that_vanishes_or_cannot_be_deleted(self):
@@ -66,6 +67,7 @@ class DiskTest(EndToEndTest):
     def test_an_artifact_is_never_half_written(self):
         path = self.folder / "artifact.plist"
         path.write_text("old")
+        before = set(os.listdir(self.folder))
 
         def limit():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
@@ -73,9 +75,10 @@ class DiskTest(EndToEndTest):
 
         self.settings |= {"QUORVEX_CREATE_ARTIFACT": "YES", "QUORVEX_ARTIFACT_PATH": str(path)}
         self.assert_run(self.run_tool(preexec_fn=limit), 1,
-                        f"Failed to write data to artifact path {path}\n\n" + self.compression_failed())
-        self.assertEqual([("artifact.plist", "old")],
-                         [(file.name, file.read_text()) for file in self.folder.glob("artifact*")])
+                        f"Failed to write data to artifact path {path}\n\n" + self.compression_failed(),
+                        (f"ditto: {self.app.products}/UNIQUE.zip: {os.strerror(errno.EFBIG)}",))
+        self.assertEqual("old", path.read_text())
+        self.assertEqual(before, set(os.listdir(self.folder)))
 
 
 class SignalTest(EndToEndTest):

@@ -5,7 +5,9 @@ import hashlib
 import os
 import plistlib
 import re
+import resource
 import shutil
+import signal
 import unittest
 from pathlib import Path
 from urllib.parse import quote
@@ -52,6 +54,9 @@ class RecordTest(HandOffTest):
         (self.app.products / "Ext ä.appex.dSYM/empty").mkdir(mode=0o750)
         (self.app.products / "Ext ä.appex.dSYM/circle").symlink_to("../circle")
         (self.app.products / "lower.DSYM").mkdir()
+        # Copied as what it stands for: in the cache the link itself would lead to nothing.
+        shutil.copytree(self.app.dsym, self.folder / "elsewhere")
+        (self.app.products / "Linked.dSYM").symlink_to("../../../elsewhere")
         self.settings["XDG_CACHE_HOME"] = str(self.folder / "a b&ä=%+")
         program = self.register(info=NEW)
         for missing in ((), ("SDKROOT", "XCODE_VERSION_ACTUAL", "PROVISIONING_PROFILE")):
@@ -67,9 +72,9 @@ class RecordTest(HandOffTest):
             self.assertEqual(self.record_of(folder), record)
             self.assertEqual(list(self.record_of(folder)), list(record))
             self.assertEqual(0o600, (folder / "Build.plist").stat().st_mode & 0o777)
-            self.assertEqual({"Build.plist", "Sample.app.dSYM", "Ext ä.appex.dSYM"}, set(os.listdir(folder)))
+            self.assertEqual({"Build.plist", "Sample.app.dSYM", "Ext ä.appex.dSYM", "Linked.dSYM"}, set(os.listdir(folder)))
             for path in record["dSYMs"]:
-                self.assertEqual(tree(self.app.products / Path(path).name), tree(Path(path)))
+                self.assertEqual(tree((self.app.products / Path(path).name).resolve()), tree(Path(path)))
         self.assertEqual([], self.service.proxy_requests)
 
     def test_the_legacy_query(self):
@@ -79,10 +84,11 @@ class RecordTest(HandOffTest):
         for missing in ((), ("XCODE_VERSION_ACTUAL", "FRAMEWORK_SEARCH_PATHS", "SDKROOT", "WRAPPER_NAME")):
             for name in missing:
                 del self.settings[name]
-            self.assert_run(self.run_tool(), 0, "")
+            key = f"&{API_KEY[1:]}"
+            self.assert_run(self.run_tool(key), 0, "")
             pairs = [(name, quote(self.settings.get(name, ""), safe="")) for name in LEGACY]
             pairs += [("QUORVEX_FRAMEWORK_PATH", quote(str(self.framework), safe="")),
-                      ("QUORVEX_API_KEY", API_KEY), ("QUORVEX_RUN_VERSION", "150")]
+                      ("QUORVEX_API_KEY", quote(key, safe="")), ("QUORVEX_RUN_VERSION", "150")]
             if not missing:
                 pairs += [("XCODE_VERSION_ACTUAL", "0511"),
                           ("FRAMEWORK_SEARCH_PATHS", "%22%2Fa%20b%22%20%2Fc")]
@@ -134,6 +140,22 @@ class RecordTest(HandOffTest):
         wanted |= {name.decode(errors="replace"): text for name, (_, text) in broken.items()}
         record = plistlib.loads((folder / "Build.plist").read_bytes())
         self.assertEqual(wanted, record["Runner_Environment_Dictionary"])
+
+
+    @unittest.skipIf(CHECKER, "the checker writes files of its own")
+    def test_a_record_that_does_not_fit_is_not_begun(self):
+        program = self.register(info=NEW)
+        self.settings |= {f"VARIABLE_{number}": "x" * 100 for number in range(10_000)}
+        most = 4 * max(path.stat().st_size for path in self.app.dsym.rglob("*"))
+
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
+
+        self.assert_run(self.run_tool(preexec_fn=limit), 0, "")
+        self.assertIn("Build.plist", self.received(program))  # the app says that it finds none
+        folder, = self.build_folders()
+        self.assertEqual([self.app.dsym.name], os.listdir(folder))
 
 
 class RoadTest(HandOffTest):
@@ -194,6 +216,9 @@ class RoadTest(HandOffTest):
         program = self.register(info=NEW, then=f"while [ -e '{self.app.project}' ]; do sleep 0.1; done")
         self.assert_run(self.run_tool(), 0, "")  # which ends although the app goes on
         self.received(program)
+        # Out of reach of the build's terminal and group.
+        process, session = program.with_name("Vendra.session").read_text().split()
+        self.assertEqual(process, session)
         # A shell has its script open as well.
         self.assertEqual(sorted(["/dev/null"] * 3 + [str(program)]),
                          sorted(program.with_name("Vendra.descriptors").read_text().splitlines()))

@@ -7,7 +7,7 @@ import unittest
 from pathlib import Path
 
 from desktop_app import HandOffTest
-from support import API_HOST, FRAMEWORK, SERVICE_HOSTS, UPLOAD_HOST, behaviours
+from support import API_HOST, CHECKER, FRAMEWORK, SERVICE_HOSTS, UPLOAD_HOST, behaviours, wait_for
 
 KEY = "fake-key-" + "k" * 31
 SECRET = "fake-secret-" + "s" * 52
@@ -73,6 +73,15 @@ class SecretsTest(HandOffTest):
                 self.assertEqual({self.artifact}, self.files_with_secrets())
         self.assertIn(OTHER_HOST, [exchange.host for exchange in self.service.exchanges])
         self.assertIn(str(self.app.dsym), (self.folder / "arguments").read_text())
+
+    @unittest.skipIf(CHECKER, "the arguments are the checker's")
+    def test_the_arguments_show_neither_while_it_uploads(self):
+        self.service.answer(behaviours.stall, host=UPLOAD_HOST)
+        child = self.start_tool(KEY, SECRET, "-debug", "YES")
+        wait_for(lambda: any(exchange.complete for exchange in self.exchanges(UPLOAD_HOST)))
+        words = Path(f"/proc/{child.pid}/cmdline").read_bytes().split(b"\0")[1:-1]
+        self.assertEqual([b" " * 40, b" " * 64, b"-debug", b"YES"], words)
+        child.terminate()
 
     def test_the_proxys_password_is_in_no_message(self):
         with socket.socket() as unheard:  # holds a port on which nobody listens

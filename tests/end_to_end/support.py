@@ -1,5 +1,6 @@
 """The base of the end-to-end tests: the production binary as a child, a real app, the local service."""
 
+import errno
 import os
 import re
 import shutil
@@ -30,6 +31,7 @@ CHECKER = tuple(os.environ.get("QVX_CHECKER", "").split())
 # Only keeps a hanging child from hanging the tests; no test may depend on it.
 SAFETY_TIMEOUT = 1500 if CHECKER else 150
 LOG_PREFIX = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} run\[\d+:\d+\] ", re.MULTILINE)
+ZIP_NAME = re.compile(r"[0-9A-F-]{36}-\d+\.zip")
 # A command that runs what follows it as a process that permission bits bind, as they do not bind root.
 UNPRIVILEGED = () if os.geteuid() else ("setpriv", "--bounding-set", "-dac_override,-dac_read_search")
 # What is tested: the folder with the tool and the archiver, and a library for it.
@@ -87,8 +89,8 @@ def uuid_log(executable: Path) -> str:
 
 def tree(root: Path) -> dict:
     """All of a folder that a copy must keep."""
-    return {path.relative_to(root): (path.lstat().st_mode, os.readlink(path) if path.is_symlink() else
-                                     path.is_file() and (path.read_bytes(), path.stat().st_mtime))
+    return {path.relative_to(root): (path.lstat().st_mode, path.lstat().st_mtime,
+                                     os.readlink(path) if path.is_symlink() else path.is_file() and path.read_bytes())
             for path in (root, *root.rglob("*"))}
 
 
@@ -143,7 +145,7 @@ class EndToEndTest(unittest.TestCase):
     def assert_run(self, result: Result, status: int, stdout: str, log: tuple[str, ...] = ()):
         """Compares all that came out of a run; `log` are the log lines that follow the banner."""
         self.assertEqual(stdout, result.stdout.decode())
-        before, *lines = LOG_PREFIX.split(result.stderr.decode())
+        before, *lines = LOG_PREFIX.split(ZIP_NAME.sub("UNIQUE.zip", result.stderr.decode()))
         self.assertEqual(("", [f"{text}\n" for text in (BANNER, *log)]), (before, lines))
         self.assertEqual(status, result.status)
 
@@ -156,6 +158,10 @@ class EndToEndTest(unittest.TestCase):
         """What a run prints whose report and uploads all had this outcome."""
         return (f"Could not be onboarded statusCode {outcome}"
                 f"{self.app.dsym.name} could not be uploaded statusCode {outcome}\n{self.uuid_log}")
+
+    def no_dsym(self) -> str:
+        """What the archiver says when there is nothing to pack."""
+        return f"ditto: {self.app.dsym}: {os.strerror(errno.ENOENT)}"
 
     def compression_failed(self) -> str:
         return f"Compression of {self.app.dsym.name} failed, unable to upload.\n\n"

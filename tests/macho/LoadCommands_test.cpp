@@ -87,19 +87,21 @@ TEST(LoadCommands, DylibNamesEndWithTheCommand) {
 }
 
 TEST(Sections, LieInTheSliceUnderBothNames) {
-    constexpr uint32_t size = 32 + 2 * 72 + 6 * 80;
+    constexpr uint32_t size = 32 + 2 * 72 + 7 * 80;
     const std::string image = Thin{.commands = {segment(true, "__DATA", {{"__eh_frame", 1, 1, "__DATA"}}),
                                                 segment(true, "__TEXT",
                                                         {{"__unwind_info_of", 40, 8}, // all 16 bytes, no NUL
                                                          {"__eh_frame", size - 8, 8},
                                                          {"__eh_frame", 0, 1},
-                                                         {"__unwind_info", size - 8, 9},
+                                                         {"__unwind_info", size - 1, 9}, // as in a dSYM
+                                                         {"__behind", size, 0},
                                                          {"__big", 0xffffffff, 0xffffffff}})}}
                                   .bytes();
     ASSERT_EQ(size, image.size());
     EXPECT_EQ(size - 8, sectionOffset(image, "__eh_frame"));
     EXPECT_EQ(40, sectionOffset(image, "__unwind_info_of"));
-    for (const char* name : {"__unwind_info", "__big", "__unwind", "__missing"})
+    EXPECT_EQ(size - 1, sectionOffset(image, "__unwind_info"));
+    for (const char* name : {"__behind", "__big", "__unwind", "__missing"})
         EXPECT_EQ(std::nullopt, sectionOffset(image, name)) << name;
     EXPECT_EQ(std::nullopt, sectionOffset(image, "__eh_frame", i386));
 

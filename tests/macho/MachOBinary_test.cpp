@@ -38,6 +38,16 @@ TEST(MachOBinary, IsFoundByPathAndURLAndGivesTheFirstSliceOfAName) {
     EXPECT_EQ(nullptr, QVXMachOBinary::initWithURL(*platform::URL::initWithString(path + "%00")));
 }
 
+TEST(RunningImage, IsNoneWhereNoImageIsAMachOFile) {
+    macho::QVXMachOFile file;
+    EXPECT_FALSE(macho::QVXMachOFileInitWithCurrent(&file));
+    EXPECT_EQ(nullptr, macho::QVXMachOSliceGetCurrent().startAddress);
+    const auto slice = QVXMachOSlice::runningSlice();
+    ASSERT_NE(nullptr, slice);
+    EXPECT_EQ(std::nullopt, slice->uuid());
+    EXPECT_EQ(nullptr, slice->ehFrameData());
+}
+
 TEST(MachOSlice, DecodesTheCommandsItKnowsLaterOnesWinning) {
     const auto version = [](uint32_t cmd, uint32_t minimum, uint32_t sdk) {
         return command(cmd, words({minimum, sdk}));

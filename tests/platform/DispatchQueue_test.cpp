@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
+#include <latch>
 #include <numeric>
 #include <thread>
 #include <vector>
@@ -32,6 +34,19 @@ TEST(DispatchQueue, BlocksRunOneAtATimeInTheOrderInWhichEachThreadHandedThemOver
     std::iota(expected.begin(), expected.end(), 0);
     for (const std::vector<int>& blocks : seen)
         EXPECT_EQ(blocks, expected);
+}
+
+TEST(GlobalQueue, SixtyFourBlocksMayWaitForEachOther) {
+    constexpr ptrdiff_t count = 64;
+    std::barrier<> all(count);
+    std::latch done(count);
+    for (ptrdiff_t block = 0; block < count; ++block) {
+        dispatchGlobal([&] {
+            all.arrive_and_wait();
+            done.count_down();
+        });
+    }
+    done.wait();
 }
 
 TEST(DispatchQueueDeathTest, EnteringAgainFromAnOwnBlockStopsTheProcess) {

@@ -22,9 +22,9 @@ TEST(FileManager, ACopyThatCannotBe) {
     const struct {
         const char *source, *destination;
         int code;
-    } rows[] = {{"file", "folder", EEXIST}, {"file", "file", EEXIST}, {"folder", "folder", EEXIST},
-                {"file", "link", EEXIST},   {"link", "file", EEXIST}, {"missing", "new", ENOENT},
-                {"file", "no/new", ENOENT}, {"fifo", "new", ENOTSUP}};
+    } rows[] = {{"file", "folder", EEXIST}, {"file", "file", EEXIST},   {"folder", "folder", EEXIST},
+                {"file", "link", EEXIST},   {"folder", "link", EEXIST}, {"missing", "new", ENOENT},
+                {"file", "no/new", ENOENT}, {"fifo", "new", ENOTSUP},   {"link", "new", ENOENT}};
     for (const auto& row : rows) {
         const auto error = FileManager::copyItemAtPath(folder.path(row.source), folder.path(row.destination));
         ASSERT_TRUE(error) << row.source;

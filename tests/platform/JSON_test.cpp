@@ -21,11 +21,13 @@ std::string nested(size_t depth) {
 } // namespace
 
 TEST(JSON, ReadsEveryKindInOrder) {
-    const auto value = read("\n{\"z\":[1,-9223372036854775808,9223372036854775808,2.5e1,true,null],"
-                            "\"a\":1,\"\":{},\"a\":\"\\u00e9\\ud83d\\ude00/\\\"\"} ");
-    const Dictionary expected{{"z", Value::Array{1, INT64_MIN, 9223372036854775808.0, 25.0, true, nullptr}},
-                              {"a", "é😀/\""},
-                              {"", Dictionary()}};
+    const auto value =
+        read("\n{\"z\":[9223372036854775807,-9223372036854775808,9223372036854775808,2.5e1,true,null],"
+             "\"a\":1,\"\":{},\"a\":\"\\u00e9\\ud83d\\ude00/\\\"\"} ");
+    const Dictionary expected{
+        {"z", Value::Array{INT64_MAX, INT64_MIN, 9223372036854775808.0, 25.0, true, nullptr}},
+        {"a", "é😀/\""},
+        {"", Dictionary()}};
     EXPECT_EQ(value, Value(expected));
     EXPECT_TRUE(read(nested(512)));
 }

@@ -150,6 +150,7 @@ TEST(URLLoader, FailureTable) {
         {"/endless-headers", -1103, 200},
         {"/too-large", -1103, 200, nullptr},
         {"/bomb", -1103, 200, nullptr},
+        {"/endless-redirect", 0, 200},
         {"/count/16", 0, 200, nullptr},
         {"/count/17", -1007, 302},
     };

@@ -61,6 +61,7 @@ TEST(URL, ResolvesAgainstABase) {
         {"../../../g", rfc, "http://a/g"},
         {"g/../h", rfc, "http://a/b/c/h"},
         {"g#s/../x", rfc, "http://a/b/c/g#s/../x"},
+        {"g", "http://a", "http://a/g"},
         {"/spi/v1?x", "https://h:1", "https://h:1/spi/v1?x"},
         {"..//g", "x:", "x:/g"}, // dots that lead nowhere make no host of what follows
         {"../c", "a/b", "/c"}};
