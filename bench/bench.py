@@ -31,6 +31,7 @@ ROWS = {
     "hand-off": tool_rows.hand_off,
     "failing-checks": tool_rows.failing_checks,
     "open": tool_rows.open_binary,
+    "match": tool_rows.match,
     "large-file": archive_rows.large_file,
     "many-files": archive_rows.many_files,
 }

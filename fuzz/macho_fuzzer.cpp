@@ -1,5 +1,8 @@
 // Feeds any bytes to Mach-O reading, and stops the process when an answer lies outside of them.
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -8,6 +11,7 @@
 
 #include "fuzz/require.h"
 #include "macho/LoadCommands.h"
+#include "macho/MachOHeaders.h"
 #include "macho/QVXMachOBinary.h"
 #include "macho/QVXMachOFile.h"
 #include "macho/Sections.h"
@@ -48,6 +52,17 @@ void examineSlice(std::string_view input, macho::QVXMachOSlice slice) {
     }
 }
 
+// What is read of a file without a mapping; the file is one in memory.
+void examineHeaders(std::string_view input) {
+    static const int file = ::memfd_create("macho", 0);
+    require(::ftruncate(file, 0) == 0 &&
+            ::pwrite(file, input.data(), input.size(), 0) == static_cast<ssize_t>(input.size()));
+    const auto headers = macho::readMachOHeaders("/proc/self/fd/" + std::to_string(file));
+    require(static_cast<bool>(headers));
+    for (const macho::SliceHeader& slice : headers->slices)
+        require(slice.architecture != nullptr && (!slice.uuid || slice.uuid->size() == 32));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -62,5 +77,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             require(platform::isUTF8(name));
     };
     macho::QVXMachOEnumerateSlicesAtAddress(data, visit, size);
+    examineHeaders(input);
     return 0;
 }

@@ -14,15 +14,6 @@ namespace {
 // Two words: the type and the size of the whole command.
 constexpr uint64_t commandHeaderSize = 8;
 
-// 0 when the magic is no Mach-O header's.
-uint64_t headerSize(std::optional<uint32_t> magic) {
-    if (magic == MH_MAGIC || magic == MH_CIGAM)
-        return 28;
-    if (magic == MH_MAGIC_64 || magic == MH_CIGAM_64)
-        return 32;
-    return 0;
-}
-
 // The walk delivers no command whose own bytes cannot be read.
 ByteReader commandReader(const void* command) {
     return {command, ByteReader(command, commandHeaderSize).read<uint32_t>(4).value_or(0)};
@@ -38,11 +29,19 @@ std::optional<QVXMachOVersion> versionAt(const void* command, uint64_t offset) {
 
 } // namespace
 
+uint64_t QVXMachOHeaderSize(uint32_t magic) {
+    if (magic == MH_MAGIC || magic == MH_CIGAM)
+        return 28;
+    if (magic == MH_MAGIC_64 || magic == MH_CIGAM_64)
+        return 32;
+    return 0;
+}
+
 void QVXMachOSliceEnumerateLoadCommands(QVXMachOSlice* slice, const QVXMachOLoadCommandVisitor& visitor) {
     if (slice == nullptr || !visitor || slice->startAddress == nullptr)
         return;
     const ByteReader image = sliceReader(*slice);
-    const uint64_t firstCommand = headerSize(image.read<uint32_t>(0));
+    const uint64_t firstCommand = QVXMachOHeaderSize(image.read<uint32_t>(0).value_or(0));
     if (firstCommand == 0)
         return;
     // Those of a fat header may differ from the image's own, which is what runs.

@@ -29,6 +29,10 @@ using QVXMachOLoadCommandVisitor = std::function<void(uint32_t cmd, uint32_t cmd
 inline constexpr uint32_t maximumCommands = 1U << 16;
 inline constexpr uint64_t maximumCommandBytes = 4U << 20;
 
+/// How many bytes stand before the first command under a header with this magic, read in host order; 0 when
+/// it is no Mach-O header's.
+[[nodiscard]] uint64_t QVXMachOHeaderSize(uint32_t magic);
+
 /// Walks the load commands in file order, and first replaces the record's CPU fields with the header's. The
 /// words are taken in host order, also under a header of the other order. A command of size 0 is delivered
 /// again and again; a command that does not lie in the readable bytes and within the limits ends the walk.

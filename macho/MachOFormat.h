@@ -15,6 +15,14 @@ inline constexpr uint32_t FAT_MAGIC = 0xcafebabe;
 inline constexpr uint32_t FAT_CIGAM =
     0xbebafeca; ///< a fat header as it is read here: its words are big-endian
 
+inline constexpr uint32_t FAT_MAGIC_64 = 0xcafebabf;
+inline constexpr uint32_t FAT_CIGAM_64 = 0xbfbafeca;
+
+inline constexpr uint32_t MH_EXECUTE = 0x2;
+inline constexpr uint32_t MH_DYLIB = 0x6;
+inline constexpr uint32_t MH_BUNDLE = 0x8;
+inline constexpr uint32_t MH_DSYM = 0xa;
+
 inline constexpr uint32_t LC_SEGMENT = 0x1;
 inline constexpr uint32_t LC_LOAD_DYLIB = 0xc;
 inline constexpr uint32_t LC_SEGMENT_64 = 0x19;

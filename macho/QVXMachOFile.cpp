@@ -5,18 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "macho/FatHeader.h"
 #include "macho/MachOFormat.h"
 
 namespace qvx::macho {
 
 namespace {
-
-constexpr uint64_t fatHeaderSize = 8;
-constexpr uint64_t fatEntrySize = 20;
 
 bool isThinMagic(uint32_t magic) {
     return magic == MH_MAGIC || magic == MH_MAGIC_64 || magic == MH_CIGAM || magic == MH_CIGAM_64;
@@ -45,32 +42,22 @@ bool mapDescriptor(QVXMachOFile& file) {
     return file.mappedFile != nullptr && file.mappedFile != MAP_FAILED;
 }
 
-// The words of a fat header are swapped whichever of its two magic values was found.
-uint32_t swapped(std::optional<uint32_t> word) {
-    return __builtin_bswap32(word.value_or(0));
-}
-
-void enumerateFatEntries(const void* image, uint64_t readableSize, const QVXMachOSliceVisitor& visitor) {
+void enumerateSlicesOfFatImage(const void* image, uint64_t readableSize,
+                               const QVXMachOSliceVisitor& visitor) {
     const ByteReader reader(image, readableSize != 0 ? readableSize : UINT64_MAX);
-    const uint32_t count = std::min(swapped(reader.read<uint32_t>(4)), maximumFatEntries);
-    for (uint64_t index = 0; index < count; ++index) {
-        const uint64_t entry = fatHeaderSize + index * fatEntrySize;
-        if (!reader.contains(entry, fatEntrySize))
+    enumerateFatEntries(reader, fatEntrySize, maximumFatEntries, [&](const FatEntry& entry) {
+        const std::byte* start = reader.bytes(entry.offset, entry.size);
+        if (start == nullptr || entry.size == 0)
             return;
-        const uint64_t offset = swapped(reader.read<uint32_t>(entry + 8));
-        const uint64_t size = swapped(reader.read<uint32_t>(entry + 12));
-        const std::byte* start = reader.bytes(offset, size);
-        if (start == nullptr || size == 0)
-            continue;
         const QVXMachOSlice slice{
             .startAddress = start,
-            .cputype = static_cast<int32_t>(swapped(reader.read<uint32_t>(entry))),
-            .cpusubtype = static_cast<int32_t>(swapped(reader.read<uint32_t>(entry + 4))),
+            .cputype = entry.cputype,
+            .cpusubtype = entry.cpusubtype,
             // 0 means that nobody knows: an image in memory is read as far as it says itself.
-            .readableSize = readableSize != 0 ? size : 0,
+            .readableSize = readableSize != 0 ? entry.size : 0,
         };
         visitor(&slice);
-    }
+    });
 }
 
 } // namespace
@@ -115,7 +102,7 @@ void QVXMachOEnumerateSlicesAtAddress(const void* image, const QVXMachOSliceVisi
     // A Java class begins with the same word; what it counts as entries does not lie in the file, so it has
     // no slices.
     if (magic == FAT_MAGIC || magic == FAT_CIGAM)
-        return enumerateFatEntries(image, readableSize, visitor);
+        return enumerateSlicesOfFatImage(image, readableSize, visitor);
     if (isThinMagic(magic)) {
         slice.cputype = reader.read<int32_t>(4).value_or(0);
         slice.cpusubtype = reader.read<int32_t>(8).value_or(0);

@@ -5,10 +5,10 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <string_view>
 #include <utility>
 
+#include "platform/process/Terminal.h"
 #include "platform/process/Termination.h"
 #include "platform/process/Thread.h"
 
@@ -32,11 +32,6 @@ void write(std::string_view text) {
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
 }
 
-bool isPossible() {
-    const char* const terminal = std::getenv("TERM");
-    return ::isatty(STDERR_FILENO) == 1 && terminal && *terminal && std::string_view(terminal) != "dumb";
-}
-
 /// Asked again for each drawing, since windows change; 80 where the terminal does not tell.
 size_t columns() {
     winsize size{};
@@ -56,7 +51,7 @@ void show(std::string_view text) {
 } // namespace
 
 ProgressLine::ProgressLine(Text text) : text_(std::move(text)) {
-    if (!isPossible())
+    if (!standardErrorErasesLines())
         return;
     const Termination::Deferral
         deferral; // inherited: signals are for the thread that knows when they may come
