@@ -3,11 +3,13 @@
 import os
 import plistlib
 import signal
+import subprocess
+import sys
 import unittest
 from pathlib import Path
 
 from support import (
-    API_HOST, API_KEY, BUILD_SECRET, CHECKER, FRAMEWORK, UPLOAD_HOST, EndToEndTest, behaviours, failure,
+    API_HOST, API_KEY, BUILD_SECRET, CHECKER, FRAMEWORK, ROOT, UPLOAD_HOST, EndToEndTest, behaviours, failure,
     tree)
 
 IDENTITY = [
@@ -120,6 +122,18 @@ class ExchangeTest(EndToEndTest):
         names = [exchange.field("code_mapping[file]").file_name for exchange in self.exchanges(UPLOAD_HOST)]
         self.assertEqual((2, 2, 1), (len(names), len(set(names)), len(self.exchanges(API_HOST))))
         self.assert_no_zip_left()
+
+
+    @unittest.skipIf(CHECKER, "the tool is not run by the test itself")
+    def test_a_dry_run_shows_what_would_have_arrived_and_ends_with_the_tools_status(self):
+        for status, text in ((201, self.uploaded()), (403, self.refused("403"))):
+            with self.subTest(status):
+                command = [sys.executable, ROOT / "tools/local_service.py", "--status", str(status), "--", FRAMEWORK / "run", API_KEY]
+                settings = self.settings | {"HTTPS_PROXY": "http://nowhere.example", "NO_PROXY": "*"}
+                done = subprocess.run(command, env=settings, cwd=self.app.project, capture_output=True, text=True)
+                self.assertEqual(0 if status == 201 else 1, done.returncode, done.stderr)
+                self.assertTrue(done.stdout.startswith(text), done.stdout)
+                self.assertIn("com.example.sample", done.stdout[len(text):])
 
 
 class SliceWithoutUUIDTest(EndToEndTest):
