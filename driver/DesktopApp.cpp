@@ -42,7 +42,7 @@ std::string legacyQuery(const Environment& environment, std::string_view apiKey)
 [[noreturn]] void sendToSignUpPage(const Environment& environment) {
     // Reached when no app takes the URL: Xcode runs the tool on machines without it as well.
     if (const std::optional<URL> url = URL::initWithString(signUpURL)) {
-        static_cast<void>(platform::Applications::openURL(*url));
+        static_cast<void>(platform::Applications::openWebPage(*url));
         QVXLog(
             "This app relies on Vendra. Please sign up for access at %@,\ninstall Vendra.app then ask a team "
             "member to invite you to this app's organization.\n\nIf this machine is a build server please "

@@ -18,7 +18,10 @@ struct Handler {
 std::optional<Handler> applicationForURL(const URL& url);
 
 /// Hands `url` to the registered handler without waiting for it or sharing descriptors with it; true when it
-/// was started.
+/// was started. Where the system lets one say so, the handler does not come to the front.
 [[nodiscard]] bool openURL(const URL& url);
+
+/// Shows the page in the user's browser, which may come to the front; true when that was started.
+[[nodiscard]] bool openWebPage(const URL& url);
 
 } // namespace qvx::platform::Applications

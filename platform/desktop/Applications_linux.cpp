@@ -63,4 +63,8 @@ bool openURL(const URL& url) {
                .start(child) == 0;
 }
 
+bool openWebPage(const URL& url) {
+    return openURL(url); // which window comes to the front is the window manager's affair
+}
+
 } // namespace qvx::platform::Applications

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -121,7 +122,7 @@ std::string Data::string() const {
 }
 
 void Data::releasePages(const Segment& segment, size_t count) {
-    constexpr size_t pageSize = 4096;
+    static const auto pageSize = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
     const size_t whole = std::min(count, segment.bytes.size()) / pageSize * pageSize;
     if (segment.mapped && whole > 0)
         ::madvise(const_cast<std::byte*>(segment.bytes.data()), whole, MADV_DONTNEED);

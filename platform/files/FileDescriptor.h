@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -26,6 +27,10 @@ public:
 
     /// Closes the descriptor; false, with errno set, when the system says only now that a write failed.
     [[nodiscard]] bool close() { return ::close(release()) == 0; }
+
+    /// Keeps it from the programs that this process starts, where the system cannot do so when it is opened;
+    /// false, with errno set, when that fails.
+    [[nodiscard]] bool closeOnExec() const { return ::fcntl(descriptor_, F_SETFD, FD_CLOEXEC) == 0; }
 
     void reset() {
         if (descriptor_ >= 0)

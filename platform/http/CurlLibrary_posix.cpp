@@ -30,16 +30,16 @@ bool findAll(void* file, CurlLibrary& library) {
 const CurlLibrary* loadLibrary() {
     auto* library = new CurlLibrary;
     // Stays loaded: its own libraries would not survive being unloaded.
-    void* const file = ::dlopen("libcurl.so.4", RTLD_LAZY | RTLD_LOCAL);
+    void* const file = ::dlopen(QVX_CURL_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
     decltype(&curl_global_init) globalInit = nullptr;
     // libcurl would write the keys of every connection, and so the secrets within, to the file that it names.
     ::unsetenv("SSLKEYLOGFILE");
     if (!file)
-        library->failure = "the library libcurl.so.4 is not installed";
+        library->failure = "the library " QVX_CURL_LIBRARY " is not installed";
     else if (!find(file, "curl_global_init", globalInit) || !findAll(file, *library))
-        library->failure = "the library libcurl.so.4 is too old";
+        library->failure = "the library " QVX_CURL_LIBRARY " is too old";
     else if (globalInit(CURL_GLOBAL_DEFAULT) != CURLE_OK)
-        library->failure = "the library libcurl.so.4 cannot be initialised";
+        library->failure = "the library " QVX_CURL_LIBRARY " cannot be initialised";
     return library;
 }
 

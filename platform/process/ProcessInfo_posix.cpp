@@ -7,8 +7,11 @@
 #include <cstdlib>
 
 #include "platform/process/ProcessInfo.h"
+#include "platform/process/ProcessTable.h"
 #include "platform/process/RandomBytes.h"
 #include "platform/text/String.h"
+
+extern "C" char** environ; // some systems leave its declaration to the program
 
 namespace qvx::platform {
 
@@ -28,6 +31,10 @@ Environment Environment::ofProcess() {
 std::optional<std::string> Environment::value(std::string_view name) const {
     const auto found = variables_.find(name);
     return found == variables_.end() ? std::nullopt : std::optional(found->second);
+}
+
+int processIdentifier() {
+    return ::getpid();
 }
 
 std::string homeDirectory() {

@@ -8,7 +8,7 @@ namespace qvx::platform {
 struct ProcessRecord {
     int identifier = 0;
     int parentIdentifier = 0;
-    std::string commandName; ///< the kernel's short name, at most 15 bytes here
+    std::string commandName; ///< the kernel's short name, at most 15 bytes on Linux, 16 on macOS
 };
 
 /// The process's own identifier.

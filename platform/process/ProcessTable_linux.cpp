@@ -8,10 +8,6 @@
 
 namespace qvx::platform {
 
-int processIdentifier() {
-    return ::getpid();
-}
-
 ProcessRecord processRecord(int identifier) {
     const ProcessRecord gone{identifier, 1, ""};
     const std::string path = "/proc/" + std::to_string(identifier) + "/stat";

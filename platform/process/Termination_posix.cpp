@@ -47,7 +47,7 @@ void handle(int number, void (*handler)(int)) {
         return;
     action = {};
     action.sa_handler = handler;
-    ::sigfillset(&action.sa_mask);
+    sigfillset(&action.sa_mask);
     ::sigaction(number, &action, nullptr);
 }
 
@@ -77,9 +77,9 @@ void installHandlers(std::string_view shrunkFileMessage) {
 
 Deferral::Deferral() {
     sigset_t signals;
-    ::sigemptyset(&signals);
+    sigemptyset(&signals);
     for (const int number : endingSignals)
-        ::sigaddset(&signals, number);
+        sigaddset(&signals, number);
     ::pthread_sigmask(SIG_BLOCK, &signals, &previous_);
 }
 

@@ -4,8 +4,10 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <exception>
+#include <thread>
 
 #include "platform/process/Log.h"
 #include "platform/process/Termination.h"
@@ -15,9 +17,12 @@ namespace qvx::platform {
 
 std::optional<Pipe> Pipe::pipe() {
     std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+    if (::pipe(ends.data()) != 0)
         return std::nullopt;
-    return Pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    if (!pipe.reading.closeOnExec() || !pipe.writing.closeOnExec())
+        return std::nullopt;
+    return pipe;
 }
 
 Data readDataToEndOfFile(const FileDescriptor& descriptor) {
@@ -32,6 +37,26 @@ Data readDataToEndOfFile(const FileDescriptor& descriptor) {
     }
 }
 
+namespace {
+
+void waitWithoutReaping(pid_t child) {
+    while (true) {
+        siginfo_t information{};
+        if (::waitid(P_PID, static_cast<id_t>(child), &information, WEXITED | WNOWAIT) < 0) {
+            if (errno == EINTR)
+                continue;
+            return;
+        }
+        // Some kernels also tell of a child that is merely stopped, and again at once when asked again.
+        if (information.si_code != CLD_STOPPED && information.si_code != CLD_CONTINUED &&
+            information.si_code != CLD_TRAPPED)
+            return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+} // namespace
+
 void Task::launch() {
     const Termination::Deferral deferral; // a child that is started is known to the handlers
     if (const int error = program.start(pid_))
@@ -43,9 +68,7 @@ void Task::launch() {
 
 void Task::waitUntilExit() {
     // The number is free for others once the child is reaped, so the handlers forget it before.
-    siginfo_t information{};
-    while (::waitid(P_PID, static_cast<id_t>(pid_), &information, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
-    }
+    waitWithoutReaping(pid_);
     child_.reset();
     int status = 0;
     ::waitpid(pid_, &status, 0);

@@ -3,6 +3,9 @@
 #include <unistd.h>
 
 #include "platform/tasks/Spawn.h"
+#include "platform/tasks/SpawnDescriptors_posix.h"
+
+extern "C" char** environ; // some systems leave its declaration to the program
 
 namespace qvx::platform {
 
@@ -32,16 +35,17 @@ private:
 /// Default dispositions and an empty mask: what this process ignores or blocks is its own affair.
 class SpawnAttributes {
 public:
-    explicit SpawnAttributes(bool hasOwnSession) {
+    explicit SpawnAttributes(int furtherFlags) {
         ::posix_spawnattr_init(&attributes_);
         sigset_t signals;
-        ::sigfillset(&signals);
+        sigfillset(&signals);
+        sigdelset(&signals, SIGKILL); // nobody can change these two, and a system may refuse the attempt
+        sigdelset(&signals, SIGSTOP);
         ::posix_spawnattr_setsigdefault(&attributes_, &signals);
-        ::sigemptyset(&signals);
+        sigemptyset(&signals);
         ::posix_spawnattr_setsigmask(&attributes_, &signals);
-        const int session = hasOwnSession ? POSIX_SPAWN_SETSID : 0;
         ::posix_spawnattr_setflags(
-            &attributes_, static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | session));
+            &attributes_, static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | furtherFlags));
     }
     ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes_); }
     SpawnAttributes(const SpawnAttributes&) = delete;
@@ -56,15 +60,10 @@ private:
 
 int Spawn::start(pid_t& child) const {
     SpawnActions actions;
-    for (size_t target = 0; target < standard.size(); ++target)
-        ::posix_spawn_file_actions_adddup2(actions.get(), standard[target], static_cast<int>(target));
-    // What this process was itself started with is not marked for closing.
-    // After the three are in place, so that the ends of their pipes go as well: a child that held the
-    // writing end of its own output would keep its reader waiting.
-    ::posix_spawn_file_actions_addclosefrom_np(actions.get(), 3);
+    const int closing = giveDescriptors(actions.get(), standard);
     if (directory)
         ::posix_spawn_file_actions_addchdir_np(actions.get(), directory->c_str());
-    SpawnAttributes attributes(hasOwnSession);
+    SpawnAttributes attributes(closing | (hasOwnSession ? POSIX_SPAWN_SETSID : 0));
     std::vector<std::string> variables;
     if (environment) {
         for (const auto& [name, value] : *environment)
