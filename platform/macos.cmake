@@ -1,12 +1,9 @@
 # What building for macOS takes: the system's own libraries, and what else the rooms of platform/ need of them.
-find_library(LIBEXPAT expat REQUIRED)
-find_library(CORE_FOUNDATION CoreFoundation REQUIRED)
-find_library(CORE_SERVICES CoreServices REQUIRED)
-
-set(text_libraries ${CORE_FOUNDATION})
+# They are not searched for: what else somebody installed by these names is not meant.
+set(text_libraries "-framework CoreFoundation")
 set(files_libraries) # CommonCrypto is a part of the system's library
-set(values_libraries ${LIBEXPAT})
-set(desktop_libraries ${CORE_SERVICES})
+set(values_libraries expat)
+set(desktop_libraries "-framework CoreServices")
 set(curl_library /usr/lib/libcurl.4.dylib)
 set(curl_include_dirs) # with the system's own headers
 
@@ -22,6 +19,11 @@ if(NOT JSON_INCLUDE_DIR)
     set(JSON_INCLUDE_DIR ${json_SOURCE_DIR}/single_include)
 endif()
 set(json_include_dirs ${JSON_INCLUDE_DIR})
+
+if(BUILD_TESTING)
+    find_package(GTest QUIET)
+    set(BUILD_TESTING ${GTest_FOUND}) # building does without
+endif()
 
 set(program_link_options -Wl,-dead_strip)
 set(branch_protection_options) # every Mac's processor and system have them for the system's own programs alone

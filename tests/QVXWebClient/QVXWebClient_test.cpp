@@ -183,9 +183,9 @@ TEST(QVXWebClient, TheRequestsHandlerIsAskedAboutTheServersTrustAndDoesNotReplac
                                     {"https://unknown-ca.example/json", "NSURLErrorDomain -1203"}}) {
         std::atomic<int> asked = 0;
         const auto request = makeRequest(url);
-        request->setProtectionSpaceHandler([&, code = code](const platform::ProtectionSpace& space) {
+        request->setProtectionSpaceHandler([&, expected = code](const platform::ProtectionSpace& space) {
             asked += space.serverTrust ? 1 : 100;
-            return *code != '\0'; // the opposite of what is right
+            return *expected != '\0'; // the opposite of what is right
         });
         const Response response =
             responseOf([&](const auto& completion) { makeClient()->startRequest(request, completion); });
