@@ -54,7 +54,7 @@ class Bench:
 
     def __init__(self, build: Path, folder: Path, quick: bool):
         self.programs = build / "bench"
-        self.framework = build / "bench/installed/Vendra.framework"
+        self.framework = build / "bench/installed/lib/Vendra.framework"
         self.folder = folder  # empty at the start of each row, on the disk that the debug symbols are on
         self.quick = quick
         self.environment = {"PATH": "/usr/bin:/bin", "HOME": str(folder), "LC_ALL": "C"}

@@ -3,10 +3,11 @@
 import os
 import platform
 import re
+import shutil
 import subprocess
 import unittest
 
-from support import FRAMEWORK, ROOT
+from support import FRAMEWORK, ROOT, EndToEndTest
 
 NEWEST_C_LIBRARY = (2, 35)
 LARGEST = 1_500_000  # bytes without symbols
@@ -17,7 +18,8 @@ def readelf(*arguments) -> str:
                           env=os.environ | {"LC_ALL": "C"}).stdout
 
 
-PROGRAMS = [FRAMEWORK / name for name in ("run", "ditto")]
+BUILD = FRAMEWORK.parent
+PROGRAMS = [FRAMEWORK / "run", FRAMEWORK / "ditto", BUILD / "inspect"]
 
 
 class ProgramTest(unittest.TestCase):
@@ -50,12 +52,26 @@ class ProgramTest(unittest.TestCase):
     def test_it_is_small_and_says_nothing_of_where_it_was_built(self):
         for program in PROGRAMS:
             self.assertNotIn(bytes(ROOT), program.read_bytes())
-            self.assertNotIn(bytes(FRAMEWORK.parent), program.read_bytes())
+            self.assertNotIn(bytes(BUILD), program.read_bytes())
         sections = re.findall(r"^ +\[ *\d+\] (\.\S+) +(?!NOBITS)\S+ +\S+ +\S+ +(\S+)", readelf("-S", FRAMEWORK / "run"),
                               re.MULTILINE)
         symbolic = (".symtab", ".strtab", ".debug")
         size = sum(int(size, 16) for name, size in sections if not name.startswith(symbolic))
         self.assertLess(size, LARGEST)
+
+
+class InstallationTest(EndToEndTest):
+    def test_what_is_installed_is_whole_and_works_wherever_it_is_moved(self):
+        root = self.folder / "a root"
+        subprocess.run(["cmake", "--install", BUILD, "--strip", "--prefix", "/opt/tool"], check=True,
+                       capture_output=True, env=os.environ | {"DESTDIR": str(root)})
+        self.assertEqual(["lib/Vendra.framework/ditto", "lib/Vendra.framework/inspect", "lib/Vendra.framework/run"],
+                         sorted(str(path.relative_to(root / "opt/tool")) for path in root.rglob("*")
+                                if not path.is_dir()))
+        self.framework = self.folder / "another folder/Vendra.framework"
+        self.framework.parent.mkdir()
+        shutil.move(root / "opt/tool/lib/Vendra.framework", self.framework)
+        self.assert_run(self.run_tool(), 0, self.uploaded())
 
 
 if __name__ == "__main__":
