@@ -21,11 +21,12 @@ UNITS = 45
 RECORDS_PER_UNIT = 30
 LEAST_BYTES = 200_000_000
 
+CPP_LIBRARY = max((folder.name for folder in Path("/usr/include/c++").iterdir()), key=int, default="")
 # The C++ library of this machine, made to compile for another one. Optimised, as released apps are.
 COMPILE = [
-    "clang++-14", "-target", "arm64-apple-ios7", "-std=c++20", "-nostdinc",
-    "-isystem", "/usr/include/c++/12", "-isystem", "/usr/include/x86_64-linux-gnu/c++/12",
-    "-isystem", "/usr/lib/llvm-14/lib/clang/14.0.6/include",
+    LLVM / "clang++", "-target", "arm64-apple-ios7", "-std=c++20", "-nostdinc",
+    "-isystem", f"/usr/include/c++/{CPP_LIBRARY}", "-isystem", f"/usr/include/x86_64-linux-gnu/c++/{CPP_LIBRARY}",
+    "-isystem", max(LLVM.parent.glob("lib/clang/*/include"), default=""),
     "-isystem", "/usr/include/x86_64-linux-gnu", "-isystem", "/usr/include",
     "-D__x86_64__", "-D__linux__", "-D_GNU_SOURCE", "-U__nonnull", "-D__builtin_ia32_pause()=((void)0)",
     "-O1", "-g", "-c"]

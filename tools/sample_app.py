@@ -6,6 +6,7 @@ lld links no i386: such a slice is an object file as clang writes it, without UU
 """
 
 import argparse
+import functools
 import os
 import plistlib
 import shlex
@@ -15,7 +16,8 @@ import tempfile
 from dataclasses import dataclass, replace
 from pathlib import Path
 
-LLVM = Path("/usr/lib/llvm-14/bin")
+# Where the programs of clang's own release are; some have no other name without a version.
+LLVM = Path(shutil.which("clang") or "clang").resolve().parent
 
 SOURCE = """\
 static int twice(int number) { return 2 * number; }
@@ -38,6 +40,13 @@ exports:
 UNLINKABLE = ("i386",)
 
 
+@functools.cache
+def older_phone() -> str:
+    """The architecture of an iOS slice beside arm64: newer releases of lld link no 32-bit ARM."""
+    refusal = subprocess.run([LLVM / "ld64.lld", "-arch", "armv7"], capture_output=True, text=True, check=False).stderr
+    return "x86_64" if "unsupported -arch" in refusal else "armv7"
+
+
 @dataclass(frozen=True)
 class Platform:
     target: str  # as clang and lld name it
@@ -45,12 +54,15 @@ class Platform:
     products: str
     contents: str  # the folder inside the wrapper that holds Info.plist
     executables: str  # the folder inside the wrapper that holds the executable
-    slices: dict[str, str]
+
+    def slices(self) -> dict[str, str]:
+        """Those of an app of which nobody wants anything special, each with its minimum OS version."""
+        return {older_phone(): "7.0", "arm64": "7.0"} if self.target == "ios" else {"x86_64": "10.9"}
 
 
 PLATFORMS = {
-    "ios": Platform("ios", "iphoneos", "Debug-iphoneos", "", "", {"armv7": "7.0", "arm64": "7.0"}),
-    "mac": Platform("macos", "macosx", "Debug", "Contents", "Contents/MacOS", {"x86_64": "10.9"}),
+    "ios": Platform("ios", "iphoneos", "Debug-iphoneos", "", ""),
+    "mac": Platform("macos", "macosx", "Debug", "Contents", "Contents/MacOS"),
 }
 
 
@@ -129,7 +141,7 @@ def make(folder: Path, platform: str = "ios", slices: dict[str, str] | None = No
     source = app.project / "main.c"
     source.write_text(SOURCE)
     with tempfile.TemporaryDirectory(prefix="sample-app-") as intermediates:
-        _link(app, source, slices or app.platform.slices, Path(intermediates))
+        _link(app, source, slices or app.platform.slices(), Path(intermediates))
         _extract_symbols(app, Path(intermediates))
     with open(app.info_plist, "wb") as file:
         plistlib.dump(_info(name) | (info or {}), file)

@@ -71,6 +71,15 @@ int takeForASCII(void*, const char*, XML_Encoding* encoding) {
     return XML_STATUS_OK;
 }
 
+/// Newer releases of expat deprecate the one name, older ones do not know the other.
+template <class Parser>
+auto lineNumber(Parser parser) {
+    if constexpr (requires { XML_GetCurrentLineNumber64(parser); })
+        return XML_GetCurrentLineNumber64(parser);
+    else
+        return XML_GetCurrentLineNumber(parser);
+}
+
 class Reader {
 public:
     explicit Reader(std::string& failure) : failure_(failure) {}
@@ -107,8 +116,7 @@ private:
     void fail(std::string_view reason) {
         if (!failure_.empty())
             return;
-        failure_ =
-            "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + " " + std::string(reason);
+        failure_ = "line " + std::to_string(lineNumber(parser_.get())) + " " + std::string(reason);
         // The parser still delivers what it has at hand, which is why the handlers look at the failure.
         XML_StopParser(parser_.get(), XML_FALSE);
     }

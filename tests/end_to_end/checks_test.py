@@ -92,10 +92,11 @@ class DeploymentTargetTest(EndToEndTest):
         ios = unsupported("iOS", "6.0", "iOS")
         mac = unsupported("OS X", "10.7", "Mac OS X")
         absent = {"IPHONEOS_DEPLOYMENT_TARGET": None}
+        older = sample_app.older_phone()
         rows = [  # from iOS 13 and macOS 10.14 on the executable says its version elsewhere
-            ("ios", {"armv7": "6.0", "arm64": "7.0"}, absent, None),
-            ("ios", {"armv7": "5.0", "arm64": "7.0"}, {}, ios),
-            ("ios", {"armv7": "7.0", "arm64": "5.1"}, {}, ios),
+            ("ios", {older: "6.0", "arm64": "7.0"}, absent, None),
+            ("ios", {older: "5.0", "arm64": "7.0"}, {}, ios),
+            ("ios", {older: "7.0", "arm64": "5.1"}, {}, ios),
             ("ios", {"arm64": "13.0"}, absent, ios),
             ("ios", {"arm64": "13.0"}, {"IPHONEOS_DEPLOYMENT_TARGET": " 6.x"}, None),
             ("ios", {"arm64": "13.0"}, {"IPHONEOS_DEPLOYMENT_TARGET": "5.9"}, ios),

@@ -49,7 +49,7 @@ class InspectTest(unittest.TestCase):
         return [s["architecture"] for s in found["slices"]]
 
     def test_executables_and_dsyms_agree_with_llvm(self):
-        for platform, slices in (("ios", {"armv7": "7.0", "arm64": "7.0"}),
+        for platform, slices in (("ios", {sample_app.older_phone(): "7.0", "arm64": "7.0"}),
                                  ("ios", {"arm64": "13.0"}),
                                  ("mac", {"x86_64": "10.9", "i386": "10.6"})):
             with self.subTest(platform=platform, slices=slices), tempfile.TemporaryDirectory() as folder:
