@@ -33,7 +33,7 @@ def zip_part(name: str, content: bytes) -> bytes:
 class ExchangeTest(EndToEndTest):
     def test_the_report_and_the_upload_byte_for_byte(self):
         record, kept = self.folder / "arguments", self.folder / "kept.zip"
-        self.copy_framework(f'printf "%s\\n" "$@" > {record}; {FRAMEWORK}/ditto "$@" && cp "$5" {kept}')
+        self.copy_framework(f'printf "%s\\n" "$@" > {record}; "{FRAMEWORK}/ditto" "$@" && cp "$5" {kept}')
         # The app's own endpoint changes nothing here.
         info = plistlib.loads(self.app.info_plist.read_bytes())
         self.app.info_plist.write_bytes(plistlib.dumps(info | {"QuorvexAPIEndpoint": "https://elsewhere.example"}))
@@ -163,8 +163,8 @@ class ArchiverTest(EndToEndTest):
 
     def test_what_an_archiver_says_is_logged_when_it_fails_and_always_in_debug_mode(self):
         says = r'printf "no\xffroom\n 100 %%@\n\n" >&2; '
-        for end, arguments, status, said in [("exit 3", (), 1, True), (f'{FRAMEWORK}/ditto "$@"', (), 0, False),
-                                             (f'{FRAMEWORK}/ditto "$@"', ("-debug", "YES"), 0, True)]:
+        for end, arguments, status, said in [("exit 3", (), 1, True), (f'"{FRAMEWORK}/ditto" "$@"', (), 0, False),
+                                             (f'"{FRAMEWORK}/ditto" "$@"', ("-debug", "YES"), 0, True)]:
             with self.subTest(end, arguments=arguments):
                 self.copy_framework(says.replace(r"\xff", r"\377") + end)
                 result = self.run_tool(API_KEY, *arguments)

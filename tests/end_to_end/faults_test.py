@@ -144,7 +144,7 @@ class SignalTest(EndToEndTest):
 
     def test_a_reader_that_left_changes_no_status(self):
         note = self.folder / "ignored"
-        self.copy_framework(f'grep SigIgn /proc/self/status > {note}\nexec {FRAMEWORK}/ditto "$@"')
+        self.copy_framework(f'grep SigIgn /proc/self/status > {note}\nexec "{FRAMEWORK}/ditto" "$@"')
         for answer, status in [(201, 0), (500, 1)]:
             with self.subTest(answer):
                 self.service.answer(behaviours.reply(answer))

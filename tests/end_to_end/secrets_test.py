@@ -30,7 +30,7 @@ class SecretsTest(HandOffTest):
         self.settings |= {"DEPLOY_TOKEN": SETTING, "QUORVEX_CREATE_ARTIFACT": "YES",
                           "QUORVEX_ARTIFACT_PATH": str(self.artifact)}
         # Keeps the archiver's arguments and what it made.
-        self.copy_framework(f'printf "%s\\n" "$0" "$@" >> {self.folder}/arguments; {FRAMEWORK}/ditto "$@"\n'
+        self.copy_framework(f'printf "%s\\n" "$0" "$@" >> {self.folder}/arguments; "{FRAMEWORK}/ditto" "$@"\n'
                             f'status=$?; cp "$5" {self.folder}/kept.zip; exit $status')
 
     def run_with_secrets(self):

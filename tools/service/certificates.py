@@ -58,10 +58,10 @@ class Certificates:
         named_host = "elsewhere.example" if flaw is Flaw.OTHER_HOST else host
         names = ["-addext", f"subjectAltName=DNS:{named_host}"]
         if flaw is Flaw.EXPIRED:
-            # "req" itself takes no negative number of days.
+            # Over as soon as it is made; "req" itself would take no such number of days.
             unsigned = self._request(name, "host", *names)
             certificate = unsigned.with_suffix(".signed.pem")
-            self._openssl("x509", "-req", "-in", unsigned, *signing, "-1", "-out", certificate,
+            self._openssl("x509", "-req", "-in", unsigned, *signing, "0", "-out", certificate,
                           "-copy_extensions", "copy", "-extfile", self._configuration, "-extensions", "host")
         else:
             certificate = self._request(name, "host", *names, "-x509", *signing, "2")
