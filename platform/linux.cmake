@@ -14,7 +14,7 @@ set(curl_include_dirs ${CURL_INCLUDE_DIRS})
 set(json_include_dirs)
 
 # Without what nobody calls, hardened.
-set(program_link_options -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+set(program_link_options -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--build-id)
 set(branch_protection_options -fcf-protection=full -mbranch-protection=standard)
 # Looking up the C++ library at every start would take longer than most runs.
 set(own_runtime_link_options -static-libstdc++ -static-libgcc)
