@@ -12,6 +12,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 BUILT = ROOT / "build/macos"
 PROGRAMS = {"Vendra.framework/run": ROOT / "driver/Info.plist", "inspect": ROOT / "tools/inspect/Info.plist"}
+TOOLS = subprocess.run(["llvm-config", "--bindir"], capture_output=True, text=True, check=True).stdout.strip()
 FRAMEWORKS = "/System/Library/Frameworks"
 # libcurl is loaded when it is needed; the C++ library comes with the compiler and is linked statically.
 LIBRARIES = {"/usr/lib/libSystem.B.dylib", "/usr/lib/libexpat.1.dylib",
@@ -20,7 +21,7 @@ LIBRARIES = {"/usr/lib/libSystem.B.dylib", "/usr/lib/libexpat.1.dylib",
 
 
 def llvm(tool: str, *arguments: str) -> str:
-    return subprocess.run([f"llvm-{tool}-14", *arguments], capture_output=True, text=True, check=True).stdout
+    return subprocess.run([f"{TOOLS}/llvm-{tool}", *arguments], capture_output=True, text=True, check=True).stdout
 
 
 def expect(holds: bool, what: str, found=""):

@@ -19,10 +19,11 @@ endforeach()
 string(APPEND CMAKE_CXX_FLAGS_INIT
     " -U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS -D_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS=1")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-L${CMAKE_CURRENT_LIST_DIR}/lib")
+execute_process(COMMAND llvm-config --bindir OUTPUT_VARIABLE tools OUTPUT_STRIP_TRAILING_WHITESPACE)
 foreach(tool IN ITEMS ar ranlib install-name-tool)
     string(TOUPPER ${tool} name)
     string(REPLACE - _ name ${name})
-    set(CMAKE_${name} /usr/bin/llvm-${tool}-14)
+    set(CMAKE_${name} ${tools}/llvm-${tool})
 endforeach()
 
 # Of libraries whose headers are the same everywhere, one by one: beside these stand Linux's own.
