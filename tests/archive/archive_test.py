@@ -81,7 +81,7 @@ class Contents(Case):
         b"empty": b"",
         b"one": b"x",
         b"script.sh": b"#!/bin/sh\n" * 50,
-        b"a/b": b"under a folder whose name starts a file's",
+        b"a/b": b"in a folder",
         b"a.txt": b"text " * 10_000,
         # Around the size of the blocks near a file's end, and of what such blocks are made of.
         **{b"%d" % size: b"0" * size for edge in (BLOCK // 4, 2 * BLOCK) for size in (edge - 1, edge, edge + 1)},
