@@ -54,10 +54,7 @@ TEST(String, UTF8) {
         EXPECT_EQ(lengthInUTF16(row.valid), row.length);
     }
     EXPECT_EQ(lowercaseString("ÄÖ-ΣIİ\0X"s), "äö-σii\0x"s);
-    EXPECT_EQ(lowercaseString("A\xC3"
-                              "B\xFF"),
-              "a\xC3"
-              "b\xFF");
+    EXPECT_EQ(lowercaseString("\xC3Q\xFF"), "\xC3q\xFF");
     EXPECT_TRUE(equalsIgnoringCase("MacOSX", "macosx"));
     EXPECT_FALSE(equalsIgnoringCase("Ä", "ä"));
     EXPECT_FALSE(equalsIgnoringCase("MacOSX", "macos"));
