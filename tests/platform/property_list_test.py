@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Compares our reading of property lists with that of Python's plistlib: of lists that it wrote, of such lists with
-a few bytes changed, or of the files in the folders that are named as arguments (as a fuzzer leaves them).
+"""Compares our reading of property lists with that of Python's plistlib and of plistutil: of lists that one of
+them wrote, of such lists with a few bytes changed, or of the files in the folders that are named as arguments
+(as a fuzzer leaves them).
 
 What we read, plistlib must read as the same; what it writes, we must read. We refuse more than it does.
 """
@@ -11,6 +12,7 @@ import os
 import plistlib
 import random
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -72,6 +74,18 @@ def is_beyond_plistlib(data: bytes, ours) -> bool:
             or b"encoding=" in data and b'encoding="UTF-8"' not in data)
 
 
+def as_plistutil_can(value):
+    """The value without what plistutil is known not to hold: its dates and integers are of fewer bits, and it
+    knows no empty key."""
+    if isinstance(value, dict):
+        return {key or "key": as_plistutil_can(item) for key, item in value.items()}
+    if isinstance(value, list):
+        return [as_plistutil_can(item) for item in value]
+    if isinstance(value, datetime.datetime):
+        return EPOCH + datetime.timedelta(seconds=math.trunc((value - EPOCH).total_seconds()) % 1_000_000_000)
+    return 7 if type(value) is int and value >= 1 << 63 else value
+
+
 class Generator:
     """Values of all kinds, the odd ones more often than their share."""
 
@@ -100,12 +114,49 @@ class Generator:
         return {self.text(): self.value(depth + 1) for _ in range(count)}
 
     def mutated(self, data: bytes) -> bytes:
+        changed = bytearray(data)
         for _ in range(self.random.choice((1, 1, 1, 2))):
-            place, other = (self.random.randrange(len(data) + 1) for _ in range(2))
-            piece = self.random.choice((b"", b"0", b"<", b"/>", b"<array>", b"&#65;", b"\xff", b" ", b"\0",
-                                        self.random.randbytes(1), data[other:other + 8]))
-            data = data[:place] + piece + data[place + self.random.choice((0, 1, 2, len(piece), 30)):]
-        return data
+            place = self.random.randrange(len(changed) + 1)
+            match self.random.randrange(4):
+                case 0:
+                    changed[place:place + 1] = self.random.randbytes(1)
+                case 1:
+                    del changed[place:place + self.random.choice((1, 2, 30))]
+                case 2:
+                    changed[place:place] = self.random.choice((b"0", b"<", b"/>", b"<array>", b"&#65;", b"\xff", b" "))
+                case _:
+                    other = self.random.randrange(len(changed) + 1)
+                    changed[place:place + 8] = changed[other:other + 8]
+        return bytes(changed)
+
+
+def old_style(value, choice: random.Random) -> str:
+    """The value in the old style, in which everything but data is text."""
+    blank = choice.choice(("", " ", "\n\t", "/* { */", "// }\n"))
+    if isinstance(value, dict):
+        return "{" + "".join(f"{old_style(key, choice)}={old_style(item, choice)};{blank}"
+                             for key, item in value.items()) + "}"
+    if isinstance(value, list):
+        return "(" + ",".join(old_style(item, choice) for item in value) + blank + ")"
+    if isinstance(value, bytes):
+        return "<" + value.hex(" ", choice.choice((1, 2, 4))) + ">"
+    if re.fullmatch(r"[\w$/:.-]+", value, re.ASCII) and not value.startswith(("//", "/*")):
+        return value + " " + blank  # a slash would belong to the word
+    quote = choice.choice("\"'")
+    escaped = value.replace("\\", "\\\\").replace(quote, "\\" + quote).replace("\t", choice.choice(("\t", "\\t", "\\011")))
+    if choice.random() < 0.5:  # halves of UTF-16 characters, each in an escape of its own
+        escaped = "".join(letter if letter < "\x80" else "".join(
+            f"\\U{unit.hex()}" for unit in map(bytes, zip(*[iter(letter.encode("utf-16-be"))] * 2))) for letter in escaped)
+    return quote + escaped + quote + blank
+
+
+def as_text(value):
+    """What the old style can hold of a value."""
+    if isinstance(value, dict):
+        return {key: as_text(item) for key, item in value.items()}
+    if isinstance(value, list):
+        return [as_text(item) for item in value]
+    return value if isinstance(value, bytes) else str(value)
 
 
 class PropertyListTest(unittest.TestCase):
@@ -142,15 +193,18 @@ class PropertyListTest(unittest.TestCase):
     def test_what_others_write_we_read(self):
         generator, values, files = Generator(1), [], []
         for number in range(300):
-            values += 2 * [generator.value()]
-            data = plistlib.dumps(values[-1], sort_keys=False)
-            if number % 3 == 0:
-                encoding = ("utf-16", "utf-16-be", "utf-8-sig")[number % 9 // 3]
-                mark = b"\xfe\xff" if encoding == "utf-16-be" else b""
-                data = mark + data.decode().replace('encoding="UTF-8"', "").encode(encoding)
-            files.append(self.file(f"{number}.xml", data))
-            data = plistlib.dumps(values[-1], fmt=plistlib.FMT_BINARY, sort_keys=False)
-            files.append(self.file(f"{number}.binary", data))
+            value = generator.value()
+            for form in (plistlib.FMT_XML, plistlib.FMT_BINARY):
+                data = plistlib.dumps(value, fmt=form, sort_keys=False)
+                if form == plistlib.FMT_XML and number % 3 == 0:
+                    encoding = ("utf-16", "utf-16-be", "utf-8-sig")[number % 9 // 3]
+                    mark = b"\xfe\xff" if encoding == "utf-16-be" else b""
+                    data = mark + data.decode().replace('encoding="UTF-8"', "").encode(encoding)
+                files.append(self.file(f"{number}.{form.name}", data))
+                values.append(value)
+            texts = as_text(value if isinstance(value, (dict, list)) else [value])
+            files.append(self.file(f"{number}.old", old_style(texts, generator.random).encode()))
+            values.append(texts)
         for file, value, ours in zip(files, values, read_by_us(files), strict=True):
             with self.subTest(file.name, data=file.read_bytes()[:500]):
                 self.assertEqual(comparable(value), comparable(ours))
@@ -164,6 +218,36 @@ class PropertyListTest(unittest.TestCase):
         both, alone = self.judge(files)
         self.assertGreater(both, 60, "hardly one of the lists is still one")
         self.assertLess(alone, both / 2, "we refuse too much")
+
+    @unittest.skipUnless(shutil.which("plistutil"), "there is no plistutil")
+    def test_what_we_write_plistutil_reads_and_what_it_writes_we_read(self):
+        generator = Generator(3)
+        for number in range(60):
+            value = as_plistutil_can({"k": generator.value()})
+            source = self.file("source", plistlib.dumps(value, fmt=plistlib.FMT_BINARY, sort_keys=False))
+            written = subprocess.run([READER, source], capture_output=True, check=True).stdout[:-1]
+            for form in ("bin", "xml"):
+                target = self.folder / "target"
+                subprocess.run(["plistutil", "-f", form, "-i", self.file("ours", written), "-o", target], check=True)
+                with self.subTest(number, form=form, data=written):
+                    theirs, = read_by_us([target])
+                    self.assertEqual(comparable({"value": value}), comparable(theirs))
+
+    @unittest.skipUnless(shutil.which("plistutil"), "there is no plistutil")
+    def test_what_is_damaged_we_read_as_plistutil(self):
+        generator, target, same = Generator(4), self.folder / "target", 0
+        files = [self.file(str(number), generator.mutated(plistlib.dumps(
+            as_plistutil_can(generator.value()), fmt=(plistlib.FMT_XML, plistlib.FMT_BINARY)[number % 2],
+            sort_keys=False))) for number in range(300)]
+        for file, ours in zip(files, read_by_us(files)):
+            if refused(ours) or comparable(ours) != comparable(as_plistutil_can(ours)) or "\ufffd" in repr(ours):
+                continue  # of what is no character it makes another one, or no XML
+            target.unlink(missing_ok=True)
+            subprocess.run(["plistutil", "-f", "xml", "-i", file, "-o", target], check=False, capture_output=True)
+            with self.subTest(file.name, data=file.read_bytes()[:500]):
+                self.assertEqual(comparable(plistlib.loads(target.read_bytes())), comparable(ours))
+                same += 1
+        self.assertGreater(same, 30)
 
 
 def main() -> int:
