@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "archive/ArchiveError.h"
+#include "platform/files/FileManager.h"
 
 namespace qvx {
 
@@ -30,23 +31,26 @@ std::string partialPath(const std::string& destination) {
 
 } // namespace
 
-OutputFile::OutputFile(std::string destination, std::string path, FileDescriptor file)
-    : destination_(std::move(destination)), path_(std::move(path)), file_(std::move(file)), guard_(path_) {
+OutputFile::OutputFile(std::string destination, std::string target, std::string path, FileDescriptor file)
+    : destination_(std::move(destination)), target_(std::move(target)), path_(std::move(path)),
+      file_(std::move(file)), guard_(path_) {
     buffer_.reserve(bufferSize);
 }
 
 platform::Result<std::unique_ptr<OutputFile>> OutputFile::create(const std::string& destination) {
-    struct stat status;
-    const bool replaces = ::lstat(destination.c_str(), &status) == 0;
-    if (replaces && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
+    const platform::Result<std::string> target = platform::FileManager::fileToReplaceAtPath(destination);
+    if (!target && (target.error().code == EISDIR || target.error().code == EINVAL))
         return archiveError(destination, "Is not a regular file");
+    if (!target)
+        return target.error();
     // A new file needs no other name, and whoever has to end this process knows what to remove.
-    const std::string path = replaces ? partialPath(destination) : destination;
+    const std::string path =
+        platform::FileManager::fileExistsAtPath(*target) ? partialPath(*target) : *target;
     const Deferral deferral; // the file and what a signal removes change together
     FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!file)
         return posixError(errno, destination);
-    return std::unique_ptr<OutputFile>(new OutputFile(destination, path, std::move(file)));
+    return std::unique_ptr<OutputFile>(new OutputFile(destination, *target, path, std::move(file)));
 }
 
 OutputFile::~OutputFile() {
@@ -104,7 +108,7 @@ std::optional<Error> OutputFile::publish() {
         return error;
     const Deferral deferral;
     // Some file systems report a full disk only when the file is closed.
-    if (!file_.close() || ::rename(path_.c_str(), destination_.c_str()) != 0)
+    if (!file_.close() || ::rename(path_.c_str(), target_.c_str()) != 0)
         return posixError(errno, destination_);
     guard_.reset();
     return std::nullopt;

@@ -13,13 +13,14 @@
 
 namespace qvx {
 
-/// The file being made. Where a file or link of its name stands already it grows beside that as
-/// "DESTINATION.PID.partial" (a long name is cut) and takes its place when it is complete; until then what
-/// stood there is untouched. If it is not published it is removed: on destruction, and also when a signal
-/// ends the process. Errors name the destination. One at a time per process, used by one thread.
+/// The file being made. Where a file of its name stands already, or a link to one, it grows beside that file
+/// as "FILE.PID.partial" (a long name is cut) and takes its place when it is complete; until then what stood
+/// there is untouched. If it is not published it is removed: on destruction, and also when a signal ends the
+/// process. Errors name the destination. One at a time per process, used by one thread.
 class OutputFile {
 public:
-    /// The error when it cannot be made, or the destination is something that is no regular file or link.
+    /// The error when it cannot be made, or the destination exists and is neither a regular file nor a link
+    /// to one.
     static platform::Result<std::unique_ptr<OutputFile>> create(const std::string& destination);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -38,13 +39,14 @@ public:
     [[nodiscard]] bool isSameFile(int descriptor) const;
 
 private:
-    OutputFile(std::string destination, std::string path, platform::FileDescriptor file);
+    OutputFile(std::string destination, std::string target, std::string path, platform::FileDescriptor file);
 
     [[nodiscard]] std::optional<platform::Error> flush();
     [[nodiscard]] std::optional<platform::Error> writeAll(std::span<const uint8_t> bytes, uint64_t offset);
 
-    std::string destination_;
-    std::string path_; // where it grows
+    std::string destination_; // as it was given
+    std::string target_;      // where it is to stand
+    std::string path_;        // where it grows
     platform::FileDescriptor file_;
     std::optional<platform::Termination::RemovedFile> guard_; // until it is published
     std::vector<uint8_t> buffer_;

@@ -20,12 +20,11 @@ constexpr int minimumOSXMinor = 7;
 std::shared_ptr<QVXMachOBinary> openExecutable(const Environment& environment) {
     // The path is taken for a URL as it stands, so one that is no legal URL text opens nothing.
     const std::optional<platform::URL> url = platform::URL::initWithString(executablePath(environment));
-    if (!url && debugMode)
-        QVXLog("The path %@ is no text of a URL (a blank or a letter beyond ASCII is in it), so the "
-               "executable is not "
-               "opened and no UUIDs are sent.\n",
-               executablePath(environment));
-    return url ? QVXMachOBinary::initWithURL(*url) : nullptr;
+    std::shared_ptr<QVXMachOBinary> executable = url ? QVXMachOBinary::initWithURL(*url) : nullptr;
+    if (!executable && debugMode)
+        QVXLog("%@ %@, so it is not checked and no UUIDs are sent.\n", executablePath(environment),
+               url ? "cannot be opened as an executable" : "is no text of a URL");
+    return executable;
 }
 
 [[noreturn]] void failAsUnsupported(const Environment& environment, bool isIOS) {

@@ -1,20 +1,17 @@
 #include "shared/Diagnostics.h"
-#include "platform/text/Format.h"
 
 #include <cstdio>
 #include <cstdlib>
 
 #include "platform/process/ProgressLine.h"
+#include "platform/text/Format.h"
 
 namespace qvx {
 
 bool debugMode = false;
 
 void logText(std::string_view text) {
-    platform::ProgressLine::makeWay(text);
-    std::fputs(std::string(text).c_str(), stdout);
-    // What was said must not be lost when a signal or an abort ends the process.
-    std::fflush(stdout);
+    platform::ProgressLine::writeAbove(stdout, text.substr(0, text.find('\0')));
 }
 
 void QVXLogXcodeWarningAtPathNonVariadic(const std::optional<std::string>& path, uint64_t line,

@@ -27,7 +27,7 @@ std::shared_ptr<QVXWebRequest> makeUpload(const Environment& environment, std::s
         "POST", platform::format("/api/v3/platforms/%@/code_mappings", getAppPlatform(environment)));
     addClientHeaders(*request, apiKey);
     request->addValueForFormField(info.string("CFBundleIdentifier"), "project[identifier]");
-    // Crossed on purpose: the service has always taken the two versions this way round.
+    // Crossed on purpose: the service takes the two versions this way round.
     request->addValueForFormField(info.string("CFBundleVersion"), "project[display_version]");
     request->addValueForFormField(info.string("CFBundleShortVersionString"), "project[build_version]");
     request->addValueForFormField(environment.value("CONFIGURATION"), "code_mapping[build_configuration]");

@@ -12,11 +12,13 @@ namespace qvx {
 namespace FileManager = platform::FileManager;
 
 std::optional<std::string> archiverPath() {
-    const std::string own =
-        platform::stringByAppendingPathComponent(platform::Bundle::mainBundle().bundlePath(), "ditto");
+    const std::string& folder = platform::Bundle::mainBundle().bundlePath();
+    // Where the tool's own folder is not known there is nothing beside it: the name alone would be looked for
+    // in the folder that is being built.
+    const std::string own = folder.empty() ? "" : platform::stringByAppendingPathComponent(folder, "ditto");
     // The system's first: on a Mac it keeps attributes that ours knows nothing of.
     for (const std::string& path : {std::string("/usr/bin/ditto"), own}) {
-        if (FileManager::fileExistsAtPath(path))
+        if (!path.empty() && FileManager::fileExistsAtPath(path))
             return path;
     }
     return std::nullopt;

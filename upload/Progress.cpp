@@ -38,6 +38,10 @@ std::string shortened(const std::string& name, size_t columns) {
     std::string text = platform::validUTF8(name);
     for (char& byte : text)
         byte = static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F ? '?' : byte;
+    for (size_t place = text.find('\xC2'); place != std::string::npos; place = text.find('\xC2', place + 1)) {
+        if (static_cast<unsigned char>(text[place + 1]) < 0xA0) // U+0080 to U+009F, controls as well
+            text.replace(place, 2, "?");
+    }
     if (width(text) <= columns)
         return text;
     size_t head = text.size() / 2, tail = head;

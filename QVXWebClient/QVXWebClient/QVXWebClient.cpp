@@ -147,8 +147,8 @@ std::optional<platform::Value> QVXWebClient::decodeJSON(const platform::Data& da
 }
 
 void QVXWebClient::encodeJSON(const platform::Value&) {
-    // The line number is that of the published sources: it stands in logs that people search for, and stays
-    // whatever happens to this file. So do the others that are handed to assertionFailed.
+    // The line number is an interface, as a text is: it stays whatever happens to this file. So do the others
+    // that are handed to assertionFailed.
     platform::assertionFailed("0 && \"encodeJSON: isn't implemented yet\"", "+[QVXWebClient encodeJSON:]",
                               "QVXWebClient/QVXWebClient/QVXWebClient", 58);
 }

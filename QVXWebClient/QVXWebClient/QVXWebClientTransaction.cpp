@@ -10,8 +10,8 @@ namespace qvx {
 
 namespace {
 
-// What assertions print. File, function and line are an interface, as texts are: people find them in logs,
-// so they name where the check once stood, not where it stands here.
+// What assertions print. File, function and line are an interface, as texts are: they do not follow this
+// file.
 constexpr const char* sourceFile = "QVXWebClient/QVXWebClient/QVXWebClientTransaction";
 
 } // namespace

@@ -95,8 +95,8 @@ std::optional<Data> QVXWebRequest::formData() {
     if (!formFields_)
         return std::nullopt;
     Data body;
-    // A field of a message, not of a body, and without the empty line behind it; deliberate, since the
-    // service has always been sent it.
+    // A field of a message, not of a body, and without the empty line behind it; deliberate, what is sent is
+    // settled.
     std::string text = "MIME-Version: 1.0\r\n";
     for (const FormRecord& record : *formFields_) {
         // A field that has no value is left out rather than sent empty, which the service would store.

@@ -26,9 +26,9 @@ bool writeAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
-/// The regular file that is to be replaced: what a link stands for, which stays a link. What is neither is
-/// not for a rename to replace: as root it would take the place of a device.
-Result<std::string> targetOf(std::string_view path) {
+} // namespace
+
+Result<std::string> fileToReplaceAtPath(std::string_view path) {
     const std::string target(path);
     struct stat status {};
     if (::lstat(target.c_str(), &status) != 0)
@@ -42,10 +42,8 @@ Result<std::string> targetOf(std::string_view path) {
     return std::string(resolved.get());
 }
 
-} // namespace
-
 std::optional<Error> writeFileAtomically(std::string_view bytes, std::string_view path) {
-    const Result<std::string> found = targetOf(path);
+    const Result<std::string> found = fileToReplaceAtPath(path);
     if (!found)
         return found.error();
     const std::string& target = *found;

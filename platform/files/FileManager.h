@@ -34,6 +34,11 @@ std::optional<std::string> firstEntryBelowDirectory(std::string_view path);
 /// so far stays.
 [[nodiscard]] std::optional<Error> copyItemAtPath(std::string_view source, std::string_view destination);
 
+/// The path of the regular file that a new one for `path` has to take the place of: what a link stands for,
+/// which stays a link; `path` itself when nothing is there. An error when that is no regular file: as root a
+/// rename would take the place of a device.
+Result<std::string> fileToReplaceAtPath(std::string_view path);
+
 /// Writes `bytes` to a temporary file beside `path` that only its owner can read (mode 0600) and renames it
 /// to `path`. A link to a regular file stays, and that file is replaced; anything else that exists and is no
 /// regular file is an error. On failure the temporary file is removed and what was at `path` stays.

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 
+#include "platform/process/ProgressLine.h"
 #include "platform/process/Thread.h"
 
 namespace qvx::platform {
@@ -41,10 +42,10 @@ void DispatchQueue::State::passOn() {
     owner = {};
     if (line.empty()) {
         owned = false;
-        // Ownership goes to the waiting caller by name. If it merely became free, a caller that comes by
-        // could step in before those who stand in line.
     } else if (line.front().turn) {
-        // On the waiter's stack, which is safe: it does not return before it has seen it.
+        // Ownership goes to the waiting caller by name. If it merely became free, a caller that comes by
+        // could step in before those who stand in line. The flag is on the waiter's stack, which is safe: it
+        // does not return before it has seen it.
         *line.front().turn = true;
         line.pop_front();
         turnGiven.notify_all();
@@ -93,6 +94,7 @@ void DispatchQueue::sync(const std::function<void()>& block) const {
     if (state->ownedByCaller()) {
         // A message and an end: to wait for oneself would look like a slow server for as long as the build
         // server allows.
+        ProgressLine::eraseAtEnd();
         std::fprintf(stderr,
                      "queue %s was entered again from one of its own blocks and would wait on itself\n",
                      state->label.c_str());

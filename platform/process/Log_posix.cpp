@@ -28,10 +28,7 @@ void logLine(std::string_view text) {
     std::snprintf(fraction.data(), fraction.size(), ".%03d ", static_cast<int>(milliseconds));
     const std::string line = std::string(date.data()) + fraction.data() + processName() + identifiers.data() +
                              std::string(text) + "\n";
-    // In one call: lines of several threads do not mix. Standard error has no buffer, so nothing is lost at
-    // an abort.
-    ProgressLine::makeWay(line);
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    ProgressLine::writeAbove(stderr, line); // in one call: lines of several threads do not mix
 }
 
 } // namespace qvx::platform

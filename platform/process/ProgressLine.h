@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdio>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -29,9 +30,9 @@ public:
     /// Stops drawing, and erases the line.
     void end();
 
-    /// Erases the line, if there is one, since `text` is about to be written to the terminal; the next
-    /// drawing comes below that.
-    static void makeWay(std::string_view text);
+    /// Writes finished text to one of the standard streams, and flushes it. The line, if there is one, is
+    /// erased before; the next drawing comes below.
+    static void writeAbove(std::FILE* stream, std::string_view text);
 
     /// Erases it for good, since the process is about to end. Safe in a signal handler.
     static void eraseAtEnd();

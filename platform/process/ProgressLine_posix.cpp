@@ -1,5 +1,6 @@
 #include "platform/process/ProgressLine.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -27,9 +28,20 @@ std::atomic<bool> isShown{false};
 std::atomic<bool> isOver{false};
 bool isMidLine = false; // where other output left the cursor
 
+/// Only when the terminal takes it at once, for one that was stopped (by Control-S, or a connection that
+/// hangs) would hold whoever writes: the drawing thread, and with it the upload, or a handler. The next
+/// drawing repeats it.
 void write(std::string_view text) {
-    // What a terminal does not take is not worth anything else: the next drawing repeats it.
+    pollfd terminal{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+    if (::poll(&terminal, 1, 0) != 1 || (terminal.revents & POLLOUT) == 0)
+        return;
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+}
+
+/// In the background the terminal is somebody else's; one that controls no job of ours has no background.
+bool isInForeground() {
+    const pid_t group = ::tcgetpgrp(STDERR_FILENO);
+    return group < 0 || group == ::getpgrp();
 }
 
 /// Asked again for each drawing, since windows change; 80 where the terminal does not tell.
@@ -40,12 +52,14 @@ size_t columns() {
 
 void show(std::string_view text) {
     const std::lock_guard lock(drawing);
-    if (isOver)
+    if (isOver || !isInForeground())
         return;
     if (std::exchange(isMidLine, false))
         write("\n");
-    isShown = true; // before it is: a signal in between erases a line that is empty
+    isShown = true;
     write(std::string(eraseLine).append(text));
+    if (isOver) // a handler that came in between erased what was not there yet
+        write(eraseLine);
 }
 
 } // namespace
@@ -67,7 +81,7 @@ void ProgressLine::end() {
     }
     ended_.notify_one();
     thread_.join();
-    makeWay("");
+    writeAbove(stderr, "");
 }
 
 void ProgressLine::draw() {
@@ -81,17 +95,23 @@ void ProgressLine::draw() {
     }
 }
 
-void ProgressLine::makeWay(std::string_view text) {
-    const std::lock_guard lock(drawing);
-    if (isShown.exchange(false))
+void ProgressLine::writeAbove(std::FILE* stream, std::string_view text) {
+    const std::lock_guard lock(drawing); // until the text is there, or the line could come back before it
+    if (isShown)
         write(eraseLine);
-    if (!text.empty())
+    isShown = false;
+    if (text.empty())
+        return;
+    std::fwrite(text.data(), 1, text.size(), stream);
+    // What was said must not be lost when a signal or an abort ends the process.
+    std::fflush(stream);
+    if (::isatty(::fileno(stream)) == 1)
         isMidLine = !text.ends_with('\n');
 }
 
 void ProgressLine::eraseAtEnd() {
     isOver = true;
-    if (isShown.exchange(false))
+    if (isShown)
         write(eraseLine);
 }
 

@@ -55,7 +55,6 @@ void handle(int number, void (*handler)(int)) {
 
 // Only calls what is safe in a signal handler.
 void cleanUp() {
-    ProgressLine::eraseAtEnd();
     if (const pid_t child = childToEnd.exchange(0)) {
         // Not SIGTERM: a child that is stopped would only act on that once somebody continues it.
         ::kill(child, SIGKILL);
@@ -63,6 +62,7 @@ void cleanUp() {
     }
     if (fileIsSet.exchange(false))
         ::unlink(fileToRemove.data());
+    ProgressLine::eraseAtEnd(); // last, since a terminal is the least of it
 }
 
 void installHandlers(std::string_view shrunkFileMessage) {

@@ -9,7 +9,7 @@ std::string MD5(const platform::Data& data) {
 }
 
 std::string MD5(std::string_view text) {
-    // Of a C string, as this has always been: what stands behind a NUL does not count.
+    // Of a C string: what stands behind a NUL does not count.
     return MD5(platform::Data::withBytes(text.substr(0, text.find('\0'))));
 }
 

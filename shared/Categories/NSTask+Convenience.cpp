@@ -45,7 +45,7 @@ void launchWithPath(std::string_view path, const std::optional<std::string>& wor
     stdoutPipe->writing.reset(); // or reading would wait for this process's own end
     stderrPipe->writing.reset();
     // Deliberately before its output is read: a child that says more than a pipe holds (64 KiB) waits for
-    // ever. What is run here says a line at most.
+    // ever. Ours says a line at most.
     task->waitUntilExit();
 
     const platform::Data standardError = platform::readDataToEndOfFile(stderrPipe->reading);

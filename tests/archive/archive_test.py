@@ -149,12 +149,14 @@ class Contents(Case):
 
     def test_destination_may_lie_in_the_source_and_is_replaced(self):
         self.zip = os.path.join(self.source, "z" * 246 + ".zip")
-        os.symlink("a.txt", self.zip)
-        before = set(os.listdir(self.source))
-        self.assertFalse([name for name in self.archive() if b"partial" in name])
-        self.assertEqual(set(os.listdir(self.source)), before)
-        self.assertTrue(stat.S_ISREG(os.lstat(self.zip).st_mode))
-        self.assertEqual(os.path.getsize(os.path.join(self.source, "a.txt")), 50_000)
+        for link in (None, os.path.join(self.source, "link to it")):
+            self.write(os.path.basename(self.zip), b"old")
+            if link:
+                os.symlink(self.zip, link)
+            before = set(os.listdir(self.source))
+            self.assertFalse([name for name in self.archive(None, link) if b"partial" in name])
+            self.assertEqual(set(os.listdir(self.source)), before)
+        self.assertEqual(os.readlink(link), self.zip)
 
 
 class Extents(Case):
@@ -222,6 +224,9 @@ class Failures(Case):
         self.assert_nothing_written()
 
     def test_paths_that_do_not_do(self):
+        os.mkfifo(f"{self.source}/pipe")
+        for name, target in (("to pipe", "pipe"), ("dangling", "nowhere")):
+            os.symlink(target, f"{self.source}/{name}")
         for source, destination, message in [
             (f"{self.folder}/two\nlines", None, f"{self.folder}/two?lines: No such file or directory"),
             (f"{self.noise}/", None, f"{self.noise}/: Not a directory"),
@@ -229,7 +234,9 @@ class Failures(Case):
             ("/", None, "/: Has no name of its own"),
             (None, f"{self.folder}/none/x.zip", f"{self.folder}/none/x.zip: No such file or directory"),
             (None, self.source, f"{self.source}: Is not a regular file"),
-            (None, "/dev/null", "/dev/null: Is not a regular file"),
+            (None, f"{self.source}/pipe", f"{self.source}/pipe: Is not a regular file"),
+            (None, f"{self.source}/to pipe", f"{self.source}/to pipe: Is not a regular file"),
+            (None, f"{self.source}/dangling", f"{self.source}/dangling: No such file or directory"),
         ]:
             with self.subTest(source=source, destination=destination):
                 self.assert_fails(self.ditto(source, destination), message)
@@ -257,9 +264,11 @@ class Failures(Case):
     def test_full_disk_leaves_what_was_there(self):
         self.write("more noise", noise(2 * BLOCK))
         full = limit(resource.RLIMIT_FSIZE, BLOCK + 5_000)
-        os.symlink("precious", self.zip)
+        with open(self.zip, "w", encoding="utf-8") as file:
+            file.write("precious")
         self.assert_fails(self.ditto(preexec_fn=full), f"{self.zip}: File too large")
-        self.assertEqual(os.readlink(self.zip), "precious")
+        with open(self.zip, encoding="utf-8") as file:
+            self.assertEqual(file.read(), "precious")
         os.unlink(self.zip)
         self.assert_nothing_written()
 

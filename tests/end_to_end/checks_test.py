@@ -150,7 +150,7 @@ class ExecutableTest(EndToEndTest):
                                 self.uploaded() if found else self.uploaded(uuid_log=""))
         self.assertEqual(len(rows), len(self.exchanges(API_HOST)))
         settings = self.settings | {"EXECUTABLE_PATH": f"{wrapper.name}/a b"}
-        self.assertIn(f"The path {wrapper}/a b is no text of a URL",
+        self.assertIn(f"{wrapper}/a b is no text of a URL, so it is not checked and no UUIDs are sent.\n",
                       self.run_tool(API_KEY, "-debug", "YES", settings=settings).stdout.decode())
 
     def test_an_unreadable_executable_is_no_error(self):

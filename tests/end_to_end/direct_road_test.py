@@ -178,6 +178,15 @@ class ArchiverTest(EndToEndTest):
         self.assertTrue(text.endswith("ditto tool unavailable at path /usr/bin/ditto\n\n"
                                       f"There is no ditto beside the tool in {self.framework} either.\n"), text)
 
+    @unittest.skipIf(os.geteuid() != 0, "only root can take /proc away")
+    def test_without_its_own_path_the_tool_runs_no_archiver_of_the_project(self):
+        (self.app.project / "ditto").write_text("#!/bin/sh\ntouch was-run\n")
+        (self.app.project / "ditto").chmod(0o755)
+        through = ("unshare", "-m", "sh", "-c", 'mount -t tmpfs none /proc && exec "$@"', "sh")
+        text = self.run_tool(API_KEY, "-debug", "YES", through=through).stdout.decode()
+        self.assertIn("ditto tool unavailable at path /usr/bin/ditto\n\nThe system does not tell", text)
+        self.assertFalse((self.app.project / "was-run").exists())
+
     @unittest.skipIf(CHECKER, "the checker starts a child without being told of a failure")
     def test_an_archiver_that_cannot_be_started_ends_the_process(self):
         self.copy_framework("exit 0")

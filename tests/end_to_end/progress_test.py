@@ -36,6 +36,7 @@ class ProgressTest(EndToEndTest):
         """The tool with its standard output and error on one terminal, and what has come out of that."""
         ours, theirs = pty.openpty()
         fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        self.terminal = os.ttyname(theirs)
         child = self.start_tool(API_KEY, *arguments, stdout=theirs, stderr=theirs)
         os.close(theirs)
         screen = bytearray()
@@ -106,6 +107,32 @@ class ProgressTest(EndToEndTest):
         self.assertEqual(-signal.SIGTERM, child.wait())
         reader.join()
         self.assertTrue(screen.endswith(ERASE.encode()), screen)
+
+    def test_a_terminal_that_takes_nothing_holds_nobody(self):
+        self.settings["GO_ON"] = "never"
+        child, screen, reader = self.start_at_terminal(80)
+        wait_for(lambda: b"Archiving" in screen)
+        terminal = os.open(self.terminal, os.O_RDWR | os.O_NOCTTY)
+        termios.tcflow(terminal, termios.TCOOFF)
+        child.send_signal(signal.SIGTERM)
+        self.assertEqual(-signal.SIGTERM, child.wait())
+        self.assert_no_zip_left()
+        termios.tcflow(terminal, termios.TCOON)
+        os.close(terminal)
+
+    def test_names_of_any_bytes_do_no_harm(self):
+        name = b"\xc2\x9b\x1b[2J\xff\xe6\xbc\xa2" + 20 * b"\xc3\xa4" + b".dSYM"
+        os.rename(self.app.dsym, os.path.join(os.fsencode(self.app.products), name))
+        self.settings["DWARF_DSYM_FILE_NAME"] = os.fsdecode(name)
+        self.settings["GO_ON"] = "never"
+        child, screen, reader = self.start_at_terminal(40)
+        wait_for(lambda: b"Archiving" in screen)
+        child.send_signal(signal.SIGTERM)
+        child.wait()
+        reader.join()
+        drawing = screen.decode().partition(ERASE)[2].partition(ERASE)[0]
+        self.assertRegex(drawing, r"^Archiving \?\?\[2J.*\.\.\..*dSYM  4\.5 MB$")
+        self.assertLessEqual(sum(1 if letter < "\x80" else 2 for letter in drawing), 40)
 
 
 if __name__ == "__main__":

@@ -20,13 +20,14 @@ import llvm_truth  # noqa: E402
 import sample_app  # noqa: E402
 from sample_app import LLVM  # noqa: E402
 
+INSPECT = os.environ.get("INSPECT", llvm_truth.ROOT / "build/inspect")
 KIT, SHARE = "Frameworks/Kit.framework/Kit", "PlugIns/Share.appex/Share"
 TARGET = "arm64-apple-ios13.0"
 
 
 def match(*arguments, **options):
     """The exit status, the objects of all lines but the last, and the last."""
-    done = subprocess.run([os.environ["INSPECT"], "--match", "--json", *arguments], capture_output=True, **options)
+    done = subprocess.run([INSPECT, "--match", "--json", *arguments], capture_output=True, **options)
     *lines, counts = [json.loads(line.decode("utf-8")) for line in done.stdout.splitlines()]
     return done.returncode, lines, counts
 
@@ -91,7 +92,7 @@ class InspectMatchTest(unittest.TestCase):
         self.assertEqual(["Endless", "Nowhere", "Self"], [line["path"] for line in lines[4:]])
         self.assertEqual((3, 4, 4), (counts["files"], counts["slices"], counts["found"]))
 
-        table = subprocess.run([os.environ["INSPECT"], "--match", self.wrapper], capture_output=True, text=True)
+        table = subprocess.run([INSPECT, "--match", self.wrapper], capture_output=True, text=True)
         header, *rows = table.stdout.splitlines()
         self.assertEqual(expected, [tuple(row.split()) for row in rows[:4]])
         columns = {tuple(row.index(text) for text in row.split()[1:]) for row in [header, *rows[:4]]}
@@ -162,12 +163,12 @@ class InspectMatchTest(unittest.TestCase):
                 (2, 0, "--match", ""), (2, 0, "--match", "missing"), (2, 0, "--match", "fifo"),
                 (2, 0, "--match", "Project"), (2, 1, "--match", "-a"), (0, 0, "--match", "--", "-a"),
                 (0, 0, "./-a", "--match")):
-            done = subprocess.run([os.environ["INSPECT"], *arguments], cwd=self.app.root, capture_output=True,
+            done = subprocess.run([INSPECT, *arguments], cwd=self.app.root, capture_output=True,
                                   timeout=20)
             self.assertEqual((status, errors), (done.returncode, len(done.stderr.splitlines())), arguments)
             self.assertNotEqual(bool(errors), bool(done.stdout))
         with open("/dev/full", "wb") as full:
-            self.assertEqual(2, subprocess.run([os.environ["INSPECT"], "--match", self.app.root], stdout=full,
+            self.assertEqual(2, subprocess.run([INSPECT, "--match", self.app.root], stdout=full,
                                                stderr=subprocess.DEVNULL).returncode)
 
     def test_colours_and_names_that_would_break_a_line(self):
@@ -177,7 +178,7 @@ class InspectMatchTest(unittest.TestCase):
                                     ({"TERM": "xterm", "NO_COLOR": "1"}, False)):
             terminal, side = pty.openpty()
             self.addCleanup(os.close, terminal)
-            subprocess.run([os.environ["INSPECT"], "--match", self.wrapper], stdout=side, env=variables, check=True)
+            subprocess.run([INSPECT, "--match", self.wrapper], stdout=side, env=variables, check=True)
             os.close(side)
             text = os.read(terminal, 1 << 16).decode("utf-8")
             self.assertEqual(coloured, "\033[32mfound" in text)

@@ -150,7 +150,11 @@ private:
             return;
         }
         auto& [slices, damage] = *headers;
-        if (damage && (purpose.code || inBundle || !purpose.given.empty()))
+        // A half-written object file beside an app is nobody's business here.
+        const bool isOther = !slices.empty() && std::ranges::none_of(slices, [&](const auto& slice) {
+            return isCode(slice) || isDWARF(path, slice);
+        });
+        if (damage && !isOther && (purpose.code || inBundle || !purpose.given.empty()))
             addProblem(path, *damage, purpose);
         if (std::ranges::any_of(slices, [&](const auto& slice) { return isDWARF(path, slice); })) {
             if (purpose.symbols) {

@@ -100,7 +100,7 @@ int main(int count, char** words) {
     if (arguments.match)
         return match(arguments);
     if (arguments.paths.empty()) {
-        std::fputs("usage: inspect PATH...\n", stderr);
+        std::fputs("usage: inspect PATH...\n       inspect --match [--json] APP [SYMBOLS...]\n", stderr);
         return usageStatus;
     }
     return describe(arguments.paths);
