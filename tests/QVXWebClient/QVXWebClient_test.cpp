@@ -83,8 +83,8 @@ TEST(QVXWebClient, ExpectedStatusIsCheckedExactlyAndTransportErrorsWin) {
     for (const auto& [path, error] : {std::pair("/status/201", ""),
                                       {"/status/200", "QVXWebClientErrorDomain -1"},
                                       {"/break", "NSURLErrorDomain -1005"}}) {
-        const Response response = responseOf([path = path](const auto& completion) {
-            makeClient()->startRequest(makeRequest(path), 201, completion);
+        const Response response = responseOf([asked = path](const auto& completion) {
+            makeClient()->startRequest(makeRequest(asked), 201, completion);
         });
         EXPECT_EQ(codeOf(*response), error) << path;
     }
@@ -119,7 +119,7 @@ TEST(QVXWebClient, WithoutABasePathsAreWholeURLs) {
     for (const auto& [path, code] :
          {std::pair("https://api.quorvex.example/json", ""), {"/json", "NSURLErrorDomain -1002"}}) {
         const Response response =
-            responseOf([&, path = path](const auto& completion) { client->getPath(path, completion); });
+            responseOf([&, asked = path](const auto& completion) { client->getPath(asked, completion); });
         EXPECT_EQ(codeOf(*response), code) << path;
     }
 }
