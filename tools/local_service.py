@@ -50,14 +50,17 @@ def _dry_run(arguments: argparse.Namespace) -> int:
         environment = {name: value for name, value in os.environ.items() if name.lower() != "no_proxy"}
         environment |= {"HTTPS_PROXY": service.proxy_url, "https_proxy": service.proxy_url,
                         "SSL_CERT_FILE": str(service.ca_file)}
-        # What a terminal sends goes to the command as well, which decides what to make of it.
-        signal.signal(signal.SIGINT, signal.SIG_IGN)
+        # What a terminal sends goes to the command as well, which decides what to make of it; the rest is passed on.
+        before = signal.signal(signal.SIGINT, signal.SIG_IGN)
         try:
-            status = subprocess.run(arguments.command, env=environment,
-                                    preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL)).returncode
+            command = subprocess.Popen(arguments.command, env=environment,
+                                       preexec_fn=lambda: signal.signal(signal.SIGINT, before))
         except OSError as error:
             print(f"{arguments.command[0]}: {error.strerror}", file=sys.stderr)
             return 127
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            signal.signal(number, lambda number, _: command.send_signal(number))
+        status = command.wait()
         for exchange in service.exchanges:
             print(exchange.describe(), end="")
         if not service.exchanges:
