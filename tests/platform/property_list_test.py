@@ -244,6 +244,8 @@ class PropertyListTest(unittest.TestCase):
                 continue  # of what is no character it makes another one, or no XML
             target.unlink(missing_ok=True)
             subprocess.run(["plistutil", "-f", "xml", "-i", file, "-o", target], check=False, capture_output=True)
+            if not target.exists():
+                continue  # newer releases refuse more
             with self.subTest(file.name, data=file.read_bytes()[:500]):
                 self.assertEqual(comparable(plistlib.loads(target.read_bytes())), comparable(ours))
                 same += 1
